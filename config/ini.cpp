@@ -1,0 +1,85 @@
+#include "config/ini.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "util/reply.h"
+
+namespace {
+
+constexpr int kLineSize = 256;
+
+void erase_first(std::string& line, char c) {
+  const std::size_t at = line.find(c);
+  if (at != std::string::npos) line.erase(at, 1);
+}
+
+}  // namespace
+
+bool is_section_header(std::string_view line) {
+  const std::size_t first = line.find_first_not_of(" \t");
+  return first != std::string_view::npos && line[first] != ';' &&
+         line.find('[') != std::string_view::npos && line.find(']') != std::string_view::npos;
+}
+
+int CIni::OpenFile(const char* path, const char* mode) {
+  fp.reset(std::fopen(path, mode));
+  if (!fp) {
+    std::printf("open inifile %s error!\n", path);
+    return 2;
+  }
+  sections.clear();
+  std::string section;
+  std::map<std::string, std::string> keys;
+  char line[kLineSize];
+  while (std::fgets(line, sizeof line, fp.get()) != nullptr) parse_line(line, section, keys);
+  sections[section] = std::move(keys);
+  return 0;
+}
+
+void CIni::parse_line(std::string line, std::string& section,
+                      std::map<std::string, std::string>& keys) {
+  erase_first(line, '\n');
+  erase_first(line, '\r');
+  line.erase(0, line.find_first_not_of(" \t"));
+  if (line.empty() || line[0] == ';') return;
+  if (is_section_header(line)) {
+    sections[section] = std::exchange(keys, {});
+    erase_first(line, '[');
+    erase_first(line, ']');
+    section = std::move(line);
+    return;
+  }
+  const std::size_t equals = line.find('=');
+  if (equals != std::string::npos) keys[line.substr(0, equals)] = line.substr(equals + 1);
+}
+
+int CIni::CloseFile() {
+  fp.reset();
+  return 0;
+}
+
+int CIni::GetKey(const char* section, const char* key, char* out, std::size_t size) const {
+  if (size > 0) out[0] = '\0';
+  const auto block = sections.find(section);
+  if (block == sections.end()) return 0;
+  const auto entry = block->second.find(key);
+  if (entry != block->second.end()) copy_text(out, size, entry->second);
+  return 0;
+}
+
+char* CIni::GetStr(const char* section, const char* key) {
+  std::memset(valbuf, 0, sizeof valbuf);
+  GetKey(section, key, valbuf, sizeof valbuf);
+  return valbuf;
+}
+
+int CIni::GetInt(const char* section, const char* key) {
+  return static_cast<int>(std::strtol(GetStr(section, key), nullptr, 10));
+}
+
+void CIni::PutStr(const char* section, const char* key, const char* value) {
+  if (fp) std::fprintf(fp.get(), "[%s]\n%s=%s\n", section, key, value);
+}

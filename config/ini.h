@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "util/unique_file.h"
+
+/// Whether an INI line opens a section: not a comment, and it holds a "[" and a "]".
+bool is_section_header(std::string_view line);
+
+/// Reader of INI files: parses a whole file into memory, then answers look-ups by section and key.
+///
+/// Lines are read in pieces of at most 255 bytes with their line feed. A line whose first non-blank
+/// byte is ";" is a comment; a line with a "[" and a "]" is a section header; a line with "=" is a
+/// key line, whose value runs to the end of the line. Nothing is trimmed but blanks and tabs at the
+/// start of a line and its line end. A section name that occurs again replaces the earlier one.
+/// Names are case-sensitive; bytes of any encoding pass unchanged.
+/// Used by one thread at a time. Out of memory is thrown; nothing else is.
+class CIni {
+ public:
+  CIni() = default;
+  virtual ~CIni() = default;
+  CIni(const CIni&) = delete;
+  CIni& operator=(const CIni&) = delete;
+
+  /// Opens `path` with fopen's `mode` and parses it. 0; or 2, with what was read before kept and a
+  /// line on standard output, when the file can't be opened. A read error ends the file early.
+  int OpenFile(const char* path, const char* mode);
+  /// Releases the file; what was read stays. Always 0.
+  int CloseFile();
+
+  /// Copies the value, or "" when there is none, to `out` of `size` bytes; a value that does not
+  /// fit gives "". Always 0.
+  int GetKey(const char* section, const char* key, char* out, std::size_t size = 255) const;
+  /// The value, or "". Valid until the next GetStr or GetInt on this object.
+  char* GetStr(const char* section, const char* key);
+  /// The value as atoi reads it, 0 when there is none.
+  int GetInt(const char* section, const char* key);
+
+  /// Writes a section header and a key line at the file's current position; without effect unless
+  /// the file was opened for writing.
+  void PutStr(const char* section, const char* key, const char* value);
+
+ private:
+  void parse_line(std::string line, std::string& section, std::map<std::string, std::string>& keys);
+
+  UniqueFile fp;
+  char valbuf[256] = {};
+  std::map<std::string, std::map<std::string, std::string>> sections;
+};

@@ -1,0 +1,42 @@
+#include "util/text_conversion.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+class Converter {
+ public:
+  Converter(const char* to, const char* from) : handle(iconv_open(to, from)) {}
+  ~Converter() {
+    if (valid()) iconv_close(handle);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  bool valid() const {
+    return handle != reinterpret_cast<iconv_t>(-1);  // NOLINT: iconv_open's own failure value
+  }
+  bool convert(const char* in, std::size_t inlen, char* out, std::size_t outlen) {
+    char* source = const_cast<char*>(in);  // NOLINT: iconv's signature; it does not write there
+    return iconv(handle, &source, &inlen, &out, &outlen) != static_cast<std::size_t>(-1);
+  }
+
+ private:
+  iconv_t handle;
+};
+
+}  // namespace
+
+int gbk2utfa(const char* in, std::size_t inlen, char* out, std::size_t outlen) {
+  Converter converter("utf-8", "gbk");
+  if (outlen > 0) std::memset(out, 0, outlen);
+  return converter.valid() && converter.convert(in, inlen, out, outlen) ? 0 : -1;
+}
+
+void cpy2utfa(char* destination, const char* source, std::size_t destination_size) {
+  const std::size_t length = std::strlen(source);
+  gbk2utfa(source, length, destination, std::min(2 * length, destination_size));
+}

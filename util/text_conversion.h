@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// Converts `inlen` bytes of GBK text at `in` into UTF-8 at `out`, which has `outlen` bytes; all of
+/// them are cleared first, so the result is NUL-terminated whenever it is shorter than `outlen`.
+/// Returns 0, or -1 when the conversion stopped early (invalid or incomplete character, no room);
+/// `out` then holds what was converted up to there.
+int gbk2utfa(const char* in, std::size_t inlen, char* out, std::size_t outlen);
+
+/// Converts the NUL-terminated GBK text `source` into `destination`, using twice the source's
+/// length there: room that every valid text, with its terminator, fits into. `destination_size`
+/// is a further bound for a caller whose buffer may be smaller. An empty source writes nothing.
+void cpy2utfa(char* destination, const char* source, std::size_t destination_size = SIZE_MAX);

@@ -1,0 +1,176 @@
+// Start-up in order, the service loop, and the globals that belong to them.
+
+#include <libwebsockets.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "libs/lib_manager.h"
+#include "server/pending_table.h"
+#include "server/request_channel.h"
+#include "server/startup.h"
+#include "util/local_address.h"
+#include "util/reply.h"
+
+char xtjg[20];
+volatile std::sig_atomic_t interrupted = 0;
+LibManager libmanager;
+
+const char Webversion[] = QUORVEL_VERSION;
+
+namespace {
+
+constexpr int kDefaultLogLevel = LLL_ERR | LLL_WARN | LLL_NOTICE | LLL_USER;
+constexpr int kFirstMarkedFree = 10;
+constexpr char kCertificateFile[] = "localhost-100y.cert";
+constexpr char kKeyFile[] = "localhost-100y.key";
+
+/// Upper bound of the time that a SIGINT goes unnoticed when it comes between the loop's look at
+/// the flag and the library's wait.
+constexpr lws_usec_t kFlagCheckUs = LWS_US_PER_SEC;
+
+/// libwebsockets 4.1 spins for ever on a paused connection whose TLS layer still holds data, as
+/// it does after a record of many small frames. A service buffer that takes a whole record (16 KiB
+/// and its header) leaves nothing there.
+constexpr unsigned int kServiceBufferSize = 16448;
+
+struct ContextDestroyer {
+  void operator()(lws_context* context) const { lws_context_destroy(context); }
+};
+using UniqueContext = std::unique_ptr<lws_context, ContextDestroyer>;
+
+const lws_http_mount mount = [] {
+  lws_http_mount files{};
+  files.mountpoint = "/";
+  files.mountpoint_len = 1;
+  files.origin = "./mount-origin";
+  files.origin_protocol = LWSMPRO_FILE;
+  files.def = "index.html";
+  return files;
+}();
+
+void sigint_handler(int) { interrupted = 1; }
+
+void set_log_level(int argc, const char** argv) {
+  const char* level = lws_cmdline_option(argc, argv, "-d");
+  lws_set_log_level(level != nullptr ? std::atoi(level) : kDefaultLogLevel, nullptr);
+}
+
+lws_context_creation_info context_settings(int argc, const char** argv) {
+  lws_context_creation_info info{};
+  info.port = libmanager.listening_port();
+  info.protocols = protocols;
+  info.mounts = &mount;
+  info.options = LWS_SERVER_OPTION_HTTP_HEADERS_SECURITY_BEST_PRACTICES_ENFORCE;
+  // A browser would open its WebSocket as a stream of the page's HTTP/2 connection, which has no
+  // descriptor of its own and no flow control.
+  info.alpn = "http/1.1";
+  info.pt_serv_buf_size = kServiceBufferSize;
+  if (lws_cmdline_option(argc, argv, "-s") != nullptr) {
+    lwsl_user("Server using TLS\n");
+    info.options |= LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
+    info.ssl_cert_filepath = kCertificateFile;
+    info.ssl_private_key_filepath = kKeyFile;
+  }
+  if (lws_cmdline_option(argc, argv, "-h") != nullptr)
+    info.options |= LWS_SERVER_OPTION_VHOST_UPG_STRICT_HOST_CHECK;
+  return info;
+}
+
+void explain_failed_start(const lws_context_creation_info& info) {
+  for (const char* file : {info.ssl_cert_filepath, info.ssl_private_key_filepath}) {
+    if (file == nullptr || access(file, R_OK) == 0) continue;
+    lwsl_err(
+        "-s: %s can't be read in the working directory; make the certificate and its key there\n",
+        file);
+    return;
+  }
+  lwsl_err(
+      "port %d can't be opened: if another program has it, end that, or set [SERVER] localport "
+      "in quorvel_service.ini to a free port\n",
+      info.port);
+}
+
+void log_listening_line() {
+  char addresses[kAddressListSize] = {};
+  get_localip(addresses, sizeof addresses);
+  const std::string line =
+      format_text("QUORVEL server is now listening on ip:%slocalhost port:%2d for protocols ws .\n",
+                  addresses, libmanager.listening_port());
+  lwsl_user("%s", line.c_str());
+}
+
+/// Wakes the service loop now and then, so that it looks at the interrupted flag.
+struct FlagTimer {
+  lws_sorted_usec_list_t entry{};
+  lws_context* context;
+
+  explicit FlagTimer(lws_context* served) : context(served) { arm(&entry); }
+  ~FlagTimer() { lws_sul_cancel(&entry); }
+  FlagTimer(const FlagTimer&) = delete;
+  FlagTimer& operator=(const FlagTimer&) = delete;
+
+  static void arm(lws_sorted_usec_list_t* entry) {
+    auto* timer = lws_container_of(entry, FlagTimer, entry);
+    lws_sul_schedule(timer->context, 0, entry, arm, kFlagCheckUs);
+  }
+};
+
+void serve(lws_context* context) {
+  const FlagTimer timer(context);
+  int result = 0;
+  while (result >= 0 && interrupted == 0) result = lws_service(context, 0);
+}
+
+/// What happens before the launching process lets go of its terminal.
+void prepare_process(int argc, const char** argv) {
+  reserve_standard_descriptors();
+  // Whole lines, so that a log file shows them at once and not mixed with standard error.
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+  create_shared_memory(getcurlx());
+  for (int entry = 0; entry < kFirstMarkedFree; ++entry) data_rec[entry].sockfd = -1;
+  read_architecture(xtjg, sizeof xtjg);
+  write_host_file();
+  set_log_level(argc, argv);
+}
+
+void load_libraries() {
+  const std::string banner =
+      format_text("Starting Orvex WebSocket Server Version %s of Brennic\n", Webversion);
+  lwsl_user("%s", banner.c_str());
+  char errtext[kErrorTextSize] = {};
+  libmanager.init(errtext, sizeof errtext);
+  lwsl_user("Load library ok:\n");
+}
+
+}  // namespace
+
+int main(int argc, const char** argv) {
+  prepare_process(argc, argv);
+  if (daemon(1, 1) != 0) {
+    lwsl_err("create daemon failed...\n");
+    return -1;
+  }
+  lwsl_err("create daemon ok...\n");
+  require_working_directory();
+  load_libraries();
+  std::signal(SIGINT, sigint_handler);
+
+  lwsl_user("Server Initializing \n");
+  const lws_context_creation_info info = context_settings(argc, argv);
+  const UniqueContext context(lws_create_context(&info));
+  if (!context) {
+    lwsl_err("Server init failed\n");
+    explain_failed_start(info);
+    return 1;
+  }
+  lwsl_user("Server started \n");
+  log_listening_line();
+  lwsl_user("Server RUNNING .\n");
+  serve(context.get());
+  return 0;
+}

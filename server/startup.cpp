@@ -1,0 +1,79 @@
+#include "server/startup.h"
+
+#include <fcntl.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "util/reply.h"
+
+int curlx = -1;
+
+namespace {
+
+constexpr std::size_t kWorkingDirectorySize = 4096;
+constexpr useconds_t kSettleTimeUs = 10;
+constexpr key_t kVariantSegmentKey = 95230001;
+constexpr key_t kSegmentKey = 95240001;
+constexpr std::size_t kSegmentSize = 4096;
+
+struct PipeCloser {
+  void operator()(std::FILE* pipe) const { pclose(pipe); }
+};
+using UniquePipe = std::unique_ptr<std::FILE, PipeCloser>;
+
+/// Waits a moment, then reads the working directory into `directory`; ends the process when that
+/// fails.
+void read_working_directory(char (&directory)[kWorkingDirectorySize]) {
+  usleep(kSettleTimeUs);
+  if (getcwd(directory, sizeof directory) != nullptr) return;
+  std::perror("error getcwd");
+  std::exit(1);  // NOLINT(concurrency-mt-unsafe): the process has one thread
+}
+
+}  // namespace
+
+int getcurlx() {
+  char directory[kWorkingDirectorySize];
+  read_working_directory(directory);
+  curlx = std::strstr(directory, "quorvelkglserver") != nullptr ? 1 : 0;
+  return curlx;
+}
+
+void require_working_directory() {
+  char directory[kWorkingDirectorySize];
+  read_working_directory(directory);
+}
+
+void reserve_standard_descriptors() {
+  // Each open takes the lowest closed descriptor; the one above 2 is given back.
+  int fd = 0;
+  do {
+    fd = open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd >= 0) close(fd);
+}
+
+void create_shared_memory(int variant) {
+  shmget(variant == 1 ? kVariantSegmentKey : kSegmentKey, kSegmentSize, IPC_CREAT | 0666);
+}
+
+void read_architecture(char* out, std::size_t size) {
+  const UniquePipe pipe(popen("uname -m", "r"));
+  if (!pipe) {
+    copy_text(out, size, "none");
+    return;
+  }
+  if (std::fgets(out, static_cast<int>(size), pipe.get()) == nullptr) out[0] = '\0';
+  out[std::strcspn(out, "\r\n")] = '\0';
+}
+
+void write_host_file() {
+  // Closing the pipe waits until the file is written.
+  const UniquePipe pipe(popen("hostnamectl|grep System > ./hostname.txt", "r"));
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+
+/// 1 when the working directory's path contains "quorvelkglserver", else 0; -1 until getcurlx ran.
+extern int curlx;
+
+/// Sets curlx and returns it. Ends the process with status 1 when the working directory can't be
+/// read.
+int getcurlx();
+
+/// Ends the process with status 1, with a message on standard error, when the working directory
+/// can't be read.
+void require_working_directory();
+
+/// Opens /dev/null in place of those of the descriptors 0 to 2 that are closed, lest a connection
+/// get one of them and the service's output with it.
+void reserve_standard_descriptors();
+
+/// Creates the service's System V shared-memory segment, unless it exists. `variant` is curlx.
+void create_shared_memory(int variant);
+
+/// Writes the machine's architecture to `out` of `size` bytes, without a line end: what "uname -m"
+/// says, or "none" when it can't be run.
+void read_architecture(char* out, std::size_t size);
+
+/// Writes the operating system's name to hostname.txt in the working directory.
+void write_host_file();

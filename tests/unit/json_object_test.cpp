@@ -1,0 +1,147 @@
+#include "util/json_object.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "util/reply.h"
+
+namespace {
+
+using neb::CJsonObject;
+
+struct TextCase {
+  const char* in;
+  const char* out;  // "" when the text must not parse
+};
+
+void PrintTo(const TextCase& c, std::ostream* out) { *out << c.in; }
+
+class JsonText : public testing::TestWithParam<TextCase> {};
+
+TEST_P(JsonText, PrintsAsParsed) {
+  const CJsonObject json{std::string(GetParam().in)};
+  EXPECT_EQ(json.ToString(), GetParam().out);
+  EXPECT_EQ(CJsonObject(json.ToString()).ToString(), GetParam().out) << "parsed once more";
+}
+
+const TextCase kNumbers[] = {
+    {"[3,-5,0,-0,007]", "[3,-5,0,0,7]"},
+    {"[9223372036854775807,-9223372036854775808,18446744073709551615]",
+     "[9223372036854775807,-9223372036854775808,18446744073709551615]"},
+    {"[123456789012345678901234567890]", "[123456789012345678901234567890]"},
+    {"[3.5,100.0,7e2,-0.5e-1,7.0]", "[3.500000,100.000000,700.000000,-0.050000,7.000000]"},
+    {"[7e0,7E+00,12.]", "[7,7,12]"},
+    {"[1e-400]", "[0.000000]"},
+    {"[1e400]", ""},
+    {"[-1e400]", ""},
+    {"[1 2]", ""},
+    {"[-]", ""},
+    {"[1e]", ""},
+    {"[.5]", ""},
+};
+INSTANTIATE_TEST_SUITE_P(Numbers, JsonText, testing::ValuesIn(kNumbers));
+
+const TextCase kStrings[] = {
+    {R"(["\b\f\n\r\t\"\\\/"])", R"(["\b\f\n\r\t\"\\/"])"},
+    {R"(["\a\q\'"])", R"(["aq'"])"},
+    {"[\"\t\x01\x1f\x7f\"]", "[\"\\t\\u0001\\u001f\x7f\"]"},
+    {R"(["\u0041\u4e2d\ud83d\ude00"])", "[\"A\xe4\xb8\xad\xf0\x9f\x98\x80\"]"},
+    {R"(["\u0022\u005c"])", R"(["\"\\"])"},
+    {R"(["a\u0000b\ud800c\udc00"])",
+     "[\"a\xef\xbf\xbd"
+     "b\xef\xbf\xbd"
+     "c\xef\xbf\xbd\"]"},
+    {R"(["\u12g4"])", R"(["u12g4"])"},
+    {"[\"中文\xff\x80\"]", "[\"中文\xff\x80\"]"},
+    {R"(["open)", ""},
+    {R"(["open\)", ""},
+    {R"(["\")", ""},
+};
+INSTANTIATE_TEST_SUITE_P(Strings, JsonText, testing::ValuesIn(kStrings));
+
+const TextCase kStructure[] = {
+    {" \x01{ \"a\" : [ true , false , null ] , \"b\" : { } } tail }",
+     "{\"a\":[true,false,null],\"b\":{}}"},
+    {"\"single\"", "\"single\""},
+    {"", ""},
+    {"{\"a\":1,}", ""},
+    {"{1:2}", ""},
+    {"[tru]", ""},
+    {"}", ""},
+    {"[1}", ""},
+};
+INSTANTIATE_TEST_SUITE_P(Structure, JsonText, testing::ValuesIn(kStructure));
+
+TEST(JsonObject, RefusesDepthBeyondTheParsersLimitWithoutHarm) {
+  const std::size_t depth = 200000;
+  EXPECT_FALSE(CJsonObject().Parse(std::string(depth, '[') + std::string(depth, ']')));
+  EXPECT_TRUE(CJsonObject().Parse(std::string(900, '[') + "1.5" + std::string(900, ']')));
+}
+
+TEST(JsonObject, SaysWhereParsingFailed) {
+  CJsonObject json;
+  EXPECT_FALSE(json.Parse(R"({"a":1.50, b:2})"));
+  EXPECT_EQ(json.GetErrMsg(), "prase json string error at b:2}");
+  EXPECT_FALSE(json.Parse(R"({"a":123456789 "b":2})"));
+  EXPECT_EQ(json.GetErrMsg(), "prase json string error at \"b\":2}");
+}
+
+TEST(JsonObject, FindsTheFirstMemberInAnyLetterCase) {
+  const CJsonObject json(R"({"Fid":"one","fid":"two","n":3,"N":4})");
+  std::string text;
+  EXPECT_TRUE(json.Get("FID", text));
+  EXPECT_EQ(text, "one");
+  EXPECT_FALSE(json.Get("n", text));
+  EXPECT_EQ(text, "one");
+  int number = 0;
+  EXPECT_TRUE(json.Get("N", number));
+  EXPECT_EQ(number, 3);
+}
+
+TEST(JsonObject, GetsNumbersAsInt) {
+  const struct {
+    const char* text;
+    int value;
+  } cases[] = {{"8080.9", 8080},
+               {"8080.9999999", 8080},
+               {"-1.9", -1},
+               {"4294967296", 0},
+               {"4294967297", 1},
+               {"-4294967297", -1},
+               {"1e300", 2147483647},
+               {"-1e300", -2147483647 - 1},
+               {"340282366920938463463374607431768211457", 1}};
+  for (const auto& [text, value] : cases) {
+    const CJsonObject json(format_text("{\"port\":%s}", text));
+    int number = 7;
+    EXPECT_TRUE(json.Get("port", number)) << text;
+    EXPECT_EQ(number, value) << text;
+  }
+  int untouched = 7;
+  EXPECT_FALSE(CJsonObject(std::string(R"({"port":"80"})")).Get("port", untouched));
+  EXPECT_EQ(untouched, 7);
+}
+
+TEST(JsonObject, AddsAndDeletesMembers) {
+  CJsonObject json(std::string(R"({"b":1.5,"Key":2,"key":3})"));
+  EXPECT_FALSE(json.Add("KEY", "x"));
+  EXPECT_EQ(json.GetErrMsg(), "key exists!");
+  EXPECT_TRUE(json.Delete("KEY"));
+  EXPECT_TRUE(json.Delete("absent"));
+  EXPECT_TRUE(json.Add("z", "\"\x01"));
+  EXPECT_EQ(json.ToString(), R"({"b":1.500000,"key":3,"z":"\"\u0001"})");
+
+  CJsonObject array(std::string("[1]"));
+  EXPECT_FALSE(array.Add("a", "b"));
+  EXPECT_FALSE(array.Delete("a"));
+  EXPECT_EQ(array.GetErrMsg(), "not a json object! json array?");
+
+  CJsonObject empty;
+  EXPECT_FALSE(empty.Delete("a"));
+  EXPECT_EQ(empty.GetErrMsg(), "json data is null!");
+  EXPECT_TRUE(empty.Add("a", "b"));
+  EXPECT_EQ(empty.ToString(), R"({"a":"b"})");
+}
+
+}  // namespace

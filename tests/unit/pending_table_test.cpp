@@ -1,0 +1,88 @@
+#include "server/pending_table.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace {
+
+class PendingTable : public testing::Test {
+ protected:
+  ~PendingTable() override {
+    for (int fd = 1; fd <= 2 * kPendingEntries; ++fd) release_pending(fd);
+  }
+  static bool store(int fd, std::string_view chunk) {
+    return store_chunk(find_pending(fd).entry, fd, chunk.data(), chunk.size());
+  }
+  std::string take(int fd, std::string_view chunk) {
+    const PendingEntry found = find_pending(fd);
+    fits = take_message(found.entry, found.length, chunk.data(), chunk.size(), out->data());
+    return out->data();
+  }
+  static bool is_free(int entry) {
+    const data_struct& e = data_rec[entry];
+    return e.sockfd <= 0 &&
+           std::all_of(std::begin(e.buffer), std::end(e.buffer), [](char c) { return c == 0; });
+  }
+
+  using Message = std::array<char, kMessageSize>;
+  std::unique_ptr<Message> out = std::make_unique<Message>();
+  bool fits = true;
+};
+
+TEST_F(PendingTable, JoinsTheChunksOfEachConnection) {
+  EXPECT_TRUE(store(7, "abc"));
+  EXPECT_TRUE(store(9, "1"));
+  EXPECT_TRUE(store(7, "de"));
+  EXPECT_STREQ(data_rec[0].buffer, "abcde");
+  EXPECT_EQ(take(7, "f"), "abcdef");
+  EXPECT_EQ(data_rec[0].sockfd, -1);
+  EXPECT_TRUE(is_free(0));
+  EXPECT_EQ(take(9, ""), "1");
+  EXPECT_TRUE(store(7, "new"));
+  EXPECT_EQ(take(7, ""), "new");
+}
+
+TEST_F(PendingTable, EndsAChunkAtItsFirstNul) {
+  EXPECT_TRUE(store(7, std::string_view("ab\0cdef", 7)));
+  EXPECT_TRUE(store(7, "X"));
+  EXPECT_EQ(take(7, std::string_view("Y\0Z", 3)), "abXY");
+  EXPECT_TRUE(is_free(0));
+}
+
+TEST_F(PendingTable, TellsAnEmptyTextFromNone) {
+  EXPECT_FALSE(has_pending(7));
+  EXPECT_TRUE(store(7, ""));
+  EXPECT_FALSE(has_pending(7));
+  EXPECT_EQ(data_rec[0].sockfd, 7);
+  EXPECT_TRUE(store(7, "a"));
+  EXPECT_TRUE(has_pending(7));
+  EXPECT_FALSE(has_pending(8));
+  release_pending(7);
+  EXPECT_FALSE(has_pending(7));
+  EXPECT_TRUE(is_free(0));
+}
+
+TEST_F(PendingTable, HasRoomForAHundredConnections) {
+  for (int fd = 1; fd <= kPendingEntries; ++fd) EXPECT_TRUE(store(fd, std::to_string(fd)));
+  EXPECT_EQ(find_pending(101).entry, kNoEntry);
+  EXPECT_EQ(find_pending(42).length, 2);
+  EXPECT_EQ(take(42, "!"), "42!");
+  EXPECT_EQ(find_pending(101).entry, 41);
+}
+
+TEST_F(PendingTable, KeepsMessagesBelowItsSize) {
+  const std::string half(kMessageSize / 2, 'h');
+  EXPECT_TRUE(store(7, half));
+  EXPECT_FALSE(store(7, half));
+  EXPECT_TRUE(store(7, half.substr(1)));
+  EXPECT_FALSE(store(7, "x"));
+  EXPECT_EQ(take(7, "x"), "");
+  EXPECT_FALSE(fits);
+  EXPECT_TRUE(is_free(0));
+}
+
+}  // namespace

@@ -128,7 +128,7 @@ void serve(lws_context* context) {
 
 /// What happens before the launching process lets go of its terminal.
 void prepare_process(int argc, const char** argv) {
-  reserve_standard_descriptors();
+  secure_standard_descriptors();
   // Whole lines, so that a log file shows them at once and not mixed with standard error.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   create_shared_memory(getcurlx());

@@ -3,14 +3,18 @@
 #include <fcntl.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "util/reply.h"
+#include "util/unique_fd.h"
 
 int curlx = -1;
 
@@ -36,6 +40,16 @@ void read_working_directory(char (&directory)[kWorkingDirectorySize]) {
   std::exit(1);  // NOLINT(concurrency-mt-unsafe): the process has one thread
 }
 
+/// Opens a pipe anew: O_NONBLOCK set on the given descriptor would hold for every process that
+/// shares it.
+void unblock_pipe(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0 || !S_ISFIFO(status.st_mode)) return;
+  const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+  const UniqueFd own(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+  if (own.get() >= 0) dup2(own.get(), descriptor);
+}
+
 }  // namespace
 
 int getcurlx() {
@@ -50,13 +64,16 @@ void require_working_directory() {
   read_working_directory(directory);
 }
 
-void reserve_standard_descriptors() {
+void secure_standard_descriptors() {
   // Each open takes the lowest closed descriptor; the one above 2 is given back.
   int fd = 0;
   do {
     fd = open("/dev/null", O_RDWR);
   } while (fd >= 0 && fd <= STDERR_FILENO);
   if (fd >= 0) close(fd);
+  unblock_pipe(STDOUT_FILENO);
+  unblock_pipe(STDERR_FILENO);
+  std::signal(SIGPIPE, SIG_IGN);
 }
 
 void create_shared_memory(int variant) {

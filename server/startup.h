@@ -13,9 +13,11 @@ int getcurlx();
 /// can't be read.
 void require_working_directory();
 
-/// Opens /dev/null in place of those of the descriptors 0 to 2 that are closed, lest a connection
-/// get one of them and the service's output with it.
-void reserve_standard_descriptors();
+/// Keeps the service's messages from harming it. Of the descriptors 0 to 2, closed ones become
+/// /dev/null, lest a connection get one of them and the messages with it. Standard output and
+/// error that lead into a pipe no longer block when nobody reads there: messages are lost then,
+/// and so they are when the reader is gone.
+void secure_standard_descriptors();
 
 /// Creates the service's System V shared-memory segment, unless it exists. `variant` is curlx.
 void create_shared_memory(int variant);

@@ -1,13 +1,14 @@
 # Compile settings shared by every target, as interface targets.
 
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES C CXX)
 
-# Language level, warnings, sanitizers and hardening.
+# Warnings, sanitizers and hardening.
 add_library(quorvel_options INTERFACE)
-target_compile_features(quorvel_options INTERFACE cxx_std_17)
 target_compile_options(quorvel_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 target_include_directories(quorvel_options INTERFACE ${PROJECT_SOURCE_DIR})

@@ -68,10 +68,11 @@ bool reporting_exceptions(char* errtext, std::size_t size, Action action) {
 
 }  // namespace
 
-LibManager::LibManager() : port(kDefaultPort) {}
+LibManager::LibManager() noexcept : port(kDefaultPort) {}
 
 LibManager::~LibManager() {
   // Reachable to the last, so that a leak checker sees that this is meant.
+  // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): nothing is left to lose at this point
   static auto* const left_loaded = new LibraryTable;
   left_loaded->merge(libs);
 }

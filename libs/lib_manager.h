@@ -20,7 +20,7 @@ inline constexpr std::size_t kErrorTextSize = 4024;
 /// Everything runs on the service's one thread. Texts for people are GBK.
 class LibManager {
  public:
-  LibManager();
+  LibManager() noexcept;
   /// Leaves the libraries loaded and calls no uninit: the process is ending.
   virtual ~LibManager();
   LibManager(const LibManager&) = delete;

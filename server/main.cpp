@@ -43,7 +43,7 @@ struct ContextDestroyer {
 };
 using UniqueContext = std::unique_ptr<lws_context, ContextDestroyer>;
 
-const lws_http_mount mount = [] {
+const lws_http_mount mount = []() noexcept {
   lws_http_mount files{};
   files.mountpoint = "/";
   files.mountpoint_len = 1;
@@ -57,7 +57,9 @@ void sigint_handler(int) { interrupted = 1; }
 
 void set_log_level(int argc, const char** argv) {
   const char* level = lws_cmdline_option(argc, argv, "-d");
-  lws_set_log_level(level != nullptr ? std::atoi(level) : kDefaultLogLevel, nullptr);
+  lws_set_log_level(
+      level != nullptr ? static_cast<int>(std::strtol(level, nullptr, 10)) : kDefaultLogLevel,
+      nullptr);
 }
 
 lws_context_creation_info context_settings(int argc, const char** argv) {

@@ -30,6 +30,7 @@ bool same_key(std::string_view left, std::string_view right) {
 
 /// Gives the number nodes below `node` the text and values of the source: as raw nodes they print
 /// that text, which cJSON's own number nodes would not.
+// NOLINTNEXTLINE(misc-no-recursion): cJSON bounds the depth when it parses
 void restore_numbers(cJSON* node, NumberIterator& number) {
   for (; node != nullptr; node = node->next) {
     if (cJSON_IsNumber(node)) {

@@ -4,7 +4,10 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <typeinfo>
 
 #include "util/gbk.h"
@@ -45,17 +48,16 @@ void write_failure(char* out, std::size_t size, std::string_view errmsg) {
   copy_text(out, size, reply);
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
 std::string format_text(const char* format, ...) {
+  char* printed = nullptr;
   va_list arguments;
   va_start(arguments, format);
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  const int length = vasprintf(&printed, format, arguments);
   va_end(arguments);
-  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  std::vsnprintf(text.data(), text.size() + 1, format, again);
-  va_end(again);
-  return text;
+  if (length < 0) throw std::bad_alloc();
+  const std::unique_ptr<char, decltype(&std::free)> owner(printed, &std::free);
+  return {printed, static_cast<std::size_t>(length)};
 }
 
 std::string exception_text(const char* format, const std::exception* error) {

@@ -22,9 +22,10 @@ const unsigned char* bytes(const char* text) {
 
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): clearing 200 KiB would cost a request
 // dear
-Jdispatcher::Jdispatcher(LibManager* registry, const char* text) : mgr(registry) {
-  request[0] = command[0] = fid[0] = '\0';
-  request_fits = copy_text(request, sizeof request, text);
+Jdispatcher::Jdispatcher(LibManager* registry, const char* text)
+    : mgr(registry), request_fits(copy_text(request, sizeof request, text)) {
+  if (!request_fits) request[0] = '\0';
+  command[0] = fid[0] = '\0';
 }
 
 bool Jdispatcher::init(char* out, const char* platform, std::size_t size) {

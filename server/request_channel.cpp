@@ -34,11 +34,12 @@ void log_peer(lws* wsi) {
             static_cast<int>(lws_http_client_http_response(wsi)));
 }
 
-/// Sets the connection's reply to the GBK text, in UTF-8.
+/// Sets the connection's reply to the GBK text (below kCannedReplySize), in UTF-8.
 void set_reply(per_conn_data& conn, const char* reply) {
-  conn.payload[0] = '\0';
-  cpy2utfa(conn.payload, reply, sizeof conn.payload);
-  conn.payload_len = static_cast<std::int32_t>(strnlen(conn.payload, sizeof conn.payload));
+  cpy2utfa(conn.payload, reply);
+  // A text that is not GBK may fill its room to the last byte; behind it lies the request's chunk.
+  conn.payload[2 * std::strlen(reply)] = '\0';
+  conn.payload_len = static_cast<std::int32_t>(std::strlen(conn.payload));
 }
 
 void set_failure(per_conn_data& conn, const char* reason) {

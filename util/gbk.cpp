@@ -1,21 +1,74 @@
 #include "util/gbk.h"
 
+#include <algorithm>
+
+#include "util/text_conversion.h"
+
+namespace {
+
+/// Whether the text converts to its end.
+bool is_gbk(std::string_view text) {
+  std::string utf8(2 * text.size() + 1, '\0');
+  return gbk2utfa(text.data(), text.size(), utf8.data(), utf8.size()) == 0;
+}
+
+bool is_ascii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+/// iconv takes this byte alone for the euro sign, whose UTF-8 form is longer than the room that
+/// the reply's conversion allows for.
+constexpr char kLoneEuroSign = '\x80';
+
+/// Stands for a backslash that is none to the JSON document; no GBK text holds this byte.
+constexpr char kMaskedBackslash = '\xFF';
+
+/// Whether the text begins with an escape of a character outside ASCII, or of NUL.
+bool begins_with_foreign_escape(std::string_view text) {
+  const std::string_view digits = text.substr(std::min<std::size_t>(2, text.size()), 4);
+  return text.substr(0, 2) == "\\u" && digits.size() == 4 &&
+         digits.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos &&
+         (digits.substr(0, 2) != "00" || digits[2] > '7' || digits == "0000");
+}
+
+}  // namespace
+
 std::size_t gbk_char_length(std::string_view text) {
-  const auto lead = static_cast<unsigned char>(text[0]);
-  if (lead < 0x80) return 1;
-  if (lead == 0x80 || lead == 0xFF || text.size() < 2) return 0;
-  const auto trail = static_cast<unsigned char>(text[1]);
-  return trail >= 0x40 && trail != 0x7F && trail != 0xFF ? 2 : 0;
+  if (is_ascii(text.substr(0, 1))) return 1;
+  return text.size() >= 2 && text[0] != kLoneEuroSign && is_gbk(text.substr(0, 2)) ? 2 : 0;
 }
 
 std::string clean_gbk(std::string_view text, std::size_t max_bytes) {
+  if (is_ascii(text)) return std::string(text.substr(0, max_bytes));
+  const bool valid = is_gbk(text) && text.find(kLoneEuroSign) == std::string_view::npos;
   std::string clean;
   while (!text.empty()) {
-    const std::size_t length = gbk_char_length(text);
-    const std::string_view character = length > 0 ? text.substr(0, length) : "?";
+    std::size_t length = is_ascii(text.substr(0, 1)) ? 1 : 2;
+    if (length == 2 && !valid) length = gbk_char_length(text);
+    const bool usable = length == 1 || (length == 2 && text[1] != '\\');
+    const std::string_view character = usable ? text.substr(0, length) : "?";
     if (clean.size() + character.size() > max_bytes) break;
     clean += character;
     text.remove_prefix(length > 0 ? length : 1);
   }
   return clean;
+}
+
+std::string mask_backslashes(std::string_view gbk) {
+  std::string masked;
+  while (!gbk.empty()) {
+    const bool pair = !is_ascii(gbk.substr(0, 1));
+    const std::size_t length = std::min<std::size_t>(pair || gbk[0] == '\\' ? 2 : 1, gbk.size());
+    masked += gbk.substr(0, length);
+    if (begins_with_foreign_escape(gbk)) masked[masked.size() - 2] = kMaskedBackslash;
+    if (pair && masked.back() == '\\') masked.back() = kMaskedBackslash;
+    gbk.remove_prefix(length);
+  }
+  return masked;
+}
+
+std::string unmask_backslashes(std::string masked) {
+  std::replace(masked.begin(), masked.end(), kMaskedBackslash, '\\');
+  return masked;
 }

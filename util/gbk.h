@@ -8,7 +8,15 @@
 /// lead and trail byte, 0 when the bytes begin no GBK character.
 std::size_t gbk_char_length(std::string_view text);
 
-/// `text` as valid GBK of at most `max_bytes` bytes: cut at a whole character, and every byte that
-/// begins no character replaced by "?". Keeps one stray byte of a client or of the system from
-/// ending the conversion of a whole reply early.
+/// `text` as GBK of at most `max_bytes` bytes that is safe in a reply: cut at a whole character,
+/// with a "?" for every byte that begins no character, which would end the conversion of the whole
+/// reply early, and for every character whose second byte is 0x5C, which the JSON document would
+/// take for a backslash.
 std::string clean_gbk(std::string_view text, std::size_t max_bytes = std::string_view::npos);
+
+/// The JSON document takes bytes for characters and gives escaped characters as UTF-8, which spoils
+/// a GBK text. These carry the GBK JSON text of a reader library through it: the first hides every
+/// backslash that is the second byte of a character, and that of every escape of a character
+/// outside ASCII; the second brings them back in what the document prints.
+std::string mask_backslashes(std::string_view gbk);
+std::string unmask_backslashes(std::string masked);

@@ -61,14 +61,14 @@ bool Jdispatcher::forward(char* out, std::size_t size) {
 
 void Jdispatcher::complete_fid(char* out, std::size_t size) const {
   if (std::strstr(out, kQuotedFid) != nullptr) return;
-  neb::CJsonObject reply(out);
+  neb::CJsonObject reply(mask_backslashes(out));
   std::string name;
   if (reply.Get(kFid, name)) return;
   // The name comes from the client in UTF-8, the reply is GBK: bytes that are no GBK would cut the
   // whole reply short when it is converted.
   jsonadd(&reply, kFid, bytes(clean_gbk(fid).c_str()));
   // A reply that has no room for its "fid" goes out as the library wrote it.
-  copy_text(out, size, reply.ToString());
+  copy_text(out, size, unmask_backslashes(reply.ToString()));
 }
 
 void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value) {

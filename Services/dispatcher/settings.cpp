@@ -42,13 +42,15 @@ bool settings_path(char (&path)[kProgramPathSize]) {
   return getfilepath() && copy_text(path, sizeof path, format_text("%s/quorvel.ini", curPath0));
 }
 
-/// inet_addr accepts an address followed by white space and anything else, so a line feed in the
-/// text would bring further lines into the INI file.
-bool holds_control_character(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](char c) {
+/// Whether the text can be a value of the INI file. inet_addr accepts an address followed by white
+/// space and anything else, so a line feed would bring further lines into the file, and brackets
+/// would make the key's line a section header that hides the keys after it.
+bool can_be_stored(std::string_view text) {
+  const bool has_control = std::any_of(text.begin(), text.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < 0x20 || byte == 0x7F;
   });
+  return text.size() < kNewAddressSize && !has_control && !is_section_header(text);
 }
 
 /// A stored value, cut at a whole character to what its field of `size` bytes takes.
@@ -81,7 +83,7 @@ bool Jdispatcher::read_settings(char* out, std::size_t size) const {
 bool Jdispatcher::update_settings(char* out, std::size_t size) {
   const neb::CJsonObject json(command);
   std::string ip;
-  if (!json.Get("ip", ip) || ip.size() >= kNewAddressSize || holds_control_character(ip))
+  if (!json.Get("ip", ip) || !can_be_stored(ip))
     return reply_failure(out, size, messages::kNoAddress);
   int port = 0;
   json.Get("port", port);

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "util/gbk.h"
+#include "util/json_object.h"
 #include "util/local_address.h"
 #include "util/messages.h"
 #include "util/reply.h"
@@ -46,6 +47,14 @@ TEST(Gbk, CutsAtWholeCharactersAndReplacesStrayBytes) {
   EXPECT_EQ(clean_gbk("中文a", 5), "中文a");
   EXPECT_EQ(clean_gbk("a\xff\x80z\xd6"), "a??z?");
   EXPECT_EQ(clean_gbk("\xd6\"x"), "?\"x");
+  EXPECT_EQ(clean_gbk("\xaa\xa1z中"), "??z中") << "a pair that is no character";
+  EXPECT_EQ(clean_gbk("\xd5\\中"), "?中") << "a second byte that reads as a backslash";
+}
+
+TEST(Gbk, CarriesBackslashesThroughTheJsonDocument) {
+  const std::string reply = "{\"n\":\"\xd5\\\",\"e\":\"\\u4e2d\\\\u4e2d\\\"\"}";
+  const neb::CJsonObject json(mask_backslashes(reply));
+  EXPECT_EQ(unmask_backslashes(json.ToString()), reply);
 }
 
 TEST(Reply, IsValidWhateverTheReason) {

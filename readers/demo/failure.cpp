@@ -1,0 +1,39 @@
+#include "readers/demo/failure.h"
+
+namespace {
+
+using namespace failures;
+
+constexpr FailureKind kAll[] = {kNoReader,  kNoCard,        kCardRemoved,     kUnreadable,
+                                kWrongKind, kWriteRefused,  kUnknownFunction, kUnknownMember,
+                                kBadValue,  kUnknownPerson, kCardFile,        kReplyTooLong};
+
+/// Details come from requests of up to 100 KB; a reply has room for this much of one, in bytes.
+constexpr std::size_t kDetailSize = 120;
+
+std::string shorten(std::string_view text) {
+  if (text.size() <= kDetailSize) return std::string(text);
+  std::size_t end = kDetailSize;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return std::string(text.substr(0, end)) + "...";
+}
+
+std::string with_detail(std::string text, std::string_view detail) {
+  const std::size_t place = text.find('%');
+  if (place != std::string::npos) text.replace(place, 1, shorten(detail));
+  return text;
+}
+
+}  // namespace
+
+const FailureKind* find_failure(std::string_view name) {
+  for (const FailureKind& kind : kAll)
+    if (name == kind.name) return &kind;
+  return nullptr;
+}
+
+Failure::Failure(const FailureKind& kind, std::string_view detail)
+    : std::runtime_error(with_detail(kind.errmsg, detail)), code(kind.code) {}
+
+Failure::Failure(std::string own_code, const std::string& own_errmsg)
+    : std::runtime_error(own_errmsg), code(std::move(own_code)) {}

@@ -1,0 +1,93 @@
+// The form for a request, with examples, and the button for the clerk.
+
+import {exchange, functionName} from './exchange.js';
+import {rendered, text} from './texts.js';
+
+const BASIC = {fid: 'readcardbas', data: {itype: 3, bae140: '3'}};
+const EXAMPLES = [
+  ['exampleBasic', JSON.stringify(BASIC, null, 2)],
+  ['exampleCanned', 'readcardbas'],
+  ['examplePresent', JSON.stringify({fid: 'cardpresent'}, null, 2)],
+  ['examplePhoto', JSON.stringify({fid: 'readphotoref', data: {}}, null, 2)],
+  ['exampleWrite', JSON.stringify({fid: 'writecardbas', data: {address: '示例路 2 号'}}, null, 2)],
+  ['exampleSettings', JSON.stringify({fid: 'getconfig'}, null, 2)],
+  ['exampleUnknown', JSON.stringify({fid: 'nosuchfunction'}, null, 2)],
+];
+
+/** `onDone` gets every finished exchange. */
+export function prepareRequest(client, onDone) {
+  const form = document.getElementById('request-form');
+  const input = document.getElementById('request-text');
+  const note = document.getElementById('request-note');
+  const send = document.getElementById('send');
+  const cancel = document.getElementById('cancel');
+  const readCard = document.getElementById('read-card');
+  let underWay = null;  // AbortController of the exchange
+
+  function renderNote(refusal) {
+    note.textContent = refusal ?? describe(input.value);
+    note.classList.toggle('field-error', refusal !== undefined);
+  }
+
+  function renderBusy() {
+    const busy = underWay !== null;
+    send.textContent = text(busy ? 'sending' : 'send');
+    // Not the attribute "disabled": it would throw the keyboard's focus off the button.
+    for (const button of [send, readCard]) button.setAttribute('aria-disabled', busy);
+    cancel.hidden = !busy;
+  }
+
+  async function run(request) {
+    if (underWay) return;
+    underWay = new AbortController();
+    renderBusy();
+    const done = await exchange(client, request, {signal: underWay.signal});
+    underWay = null;
+    if (document.activeElement === cancel) send.focus();
+    renderBusy();
+    onDone(done);
+  }
+
+  function submit() {
+    if (input.value.trim() === '') {
+      renderNote(text('noteEmpty'));
+      input.focus();
+      return;
+    }
+    run(input.value);
+  }
+
+  function renderExamples() {
+    const buttons = EXAMPLES.map(([key, request]) => {
+      const button = document.createElement('button');
+      button.type = 'button';
+      button.textContent = text(key);
+      button.addEventListener('click', () => { input.value = request; renderNote(); });
+      return button;
+    });
+    document.getElementById('examples').replaceChildren(...buttons);
+  }
+
+  form.addEventListener('submit', (event) => { event.preventDefault(); submit(); });
+  input.addEventListener('input', () => renderNote());
+  input.addEventListener('keydown', (event) => {
+    if (event.key === 'Enter' && (event.ctrlKey || event.metaKey)) submit();
+  });
+  cancel.addEventListener('click', () => underWay?.abort());
+  readCard.addEventListener('click', () => run(JSON.stringify(BASIC)));
+  input.value = EXAMPLES[0][1];
+  rendered(() => { renderExamples(); renderNote(); renderBusy(); });
+}
+
+function describe(request) {
+  if (request.trim() === '') return '';
+  const name = functionName(request);
+  if (request.startsWith('readcardbas')) return text('noteCanned');
+  if (name) return text('noteJson', {name});
+  try {
+    JSON.parse(request);
+    return text('noName');
+  } catch (error) {
+    return text('noteNotJson', {reason: error.message});
+  }
+}

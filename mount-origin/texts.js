@@ -1,0 +1,296 @@
+// The page's texts in Chinese and English, and the language in use.
+
+const TEXTS = {
+  zh: {
+    title: 'Quorvel 读卡服务',
+    subtitle: '读卡服务 · 状态与测试',
+    language: '语言',
+
+    connection: '连接状态',
+    stateOpen: '服务正常',
+    stateConnecting: '正在连接服务…',
+    stateDown: '连接不上服务',
+    stateIdle: '尚未连接',
+    detailOpen: '{url}，{time} 起已连接',
+    detailOther: '{url}',
+    detailWaiting: '{url}，{seconds} 秒后自动重试',
+    retry: '立即重试',
+    readCard: '读卡',
+    helpTitle: '怎么办',
+    helpStart: '启动服务：',
+    helpLog: '查看服务日志：',
+    helpPort: '确认程序旁 quorvel_service.ini 中 [SERVER] 的 localport 就是本页地址中的端口。',
+    helpTls: '本页使用 https：服务必须带 -s 选项启动，浏览器必须信任本机证书：',
+    helpWait: '服务一恢复，本页会自动连接，不必刷新。',
+
+    request: '发送请求',
+    requestHint: '选一个示例，或自己编写。一条请求得到一条应答。',
+    examples: '示例',
+    requestText: '请求内容',
+    noteJson: '功能：{name}',
+    noteCanned: '简写：等同于读取基本信息。',
+    noteNotJson: '不是有效的 JSON，仍可原样发送：{reason}',
+    noteEmpty: '请先填写请求内容。',
+    send: '发送',
+    sending: '等待应答…',
+    sendKeys: 'Ctrl + Enter',
+    cancel: '取消',
+
+    exampleBasic: '读取基本信息',
+    exampleCanned: '简写',
+    examplePresent: '有卡吗',
+    examplePhoto: '照片编号',
+    exampleWrite: '写卡（拒绝）',
+    exampleSettings: '服务器地址',
+    exampleUnknown: '不支持的功能',
+
+    reply: '应答',
+    replyEmpty: '还没有应答。把卡放到读卡器上，点“读卡”；或选一个示例并发送。',
+    replyMeta: '{name} · {time} · {ms} 毫秒',
+    success: '成功',
+    failure: '失败',
+    noReply: '没有应答',
+    original: '服务原文：{text}',
+    raw: '原始内容',
+    rawRequest: '请求',
+    rawReply: '应答',
+    copy: '复制应答',
+    copied: '已复制',
+    plainText: '（文本）',
+
+    member_name: '姓名',
+    member_sex: '性别',
+    member_nation: '民族',
+    member_birth: '出生日期',
+    member_idnumber: '证件号码',
+    member_address: '住址',
+    member_cardnumber: '卡号',
+    member_issuer: '发卡机构',
+    member_expires: '有效期至',
+    member_present: '有卡',
+    member_photo: '照片编号',
+    member_errcode: '错误代码',
+    member_ip: '地址',
+    member_port: '端口',
+
+    settings: '后台服务器地址',
+    settingsHint: '新地址只有在本机能连上时才会保存。',
+    settingsStored: '当前地址：',
+    settingsUnknown: '未知',
+    ip: 'IP 地址',
+    port: '端口',
+    save: '检查并保存',
+    reload: '重新读取',
+    ipError: '请输入 IPv4 地址，例如 192.168.1.20',
+    portError: '请输入 1 到 65535 的整数',
+    saved: '已保存：{ip}:{port}',
+    notSaved: '地址没有改变。',
+
+    history: '历史记录',
+    historyEmpty: '只保存在本页中，关闭或刷新后即消失。',
+    historyTime: '时间',
+    historyFunction: '功能',
+    historyOutcome: '结果',
+    historyDuration: '用时',
+    historyShow: '显示 {time} 的 {name}',
+    milliseconds: '{ms} 毫秒',
+    clear: '清空',
+    footer: '开发者：本服务提供 JavaScript 客户端 /quorvel.js。',
+
+    unavailable: '服务没有响应。请先启动服务。',
+    permission: '浏览器不允许本页访问本机。请在浏览器的网站设置中允许访问本机设备和应用。',
+    timeout: '在规定时间内没有应答。读卡器可能还在工作，请稍后再试。',
+    aborted: '已取消等待。请求可能已经执行。',
+    closed: '等待应答时连接中断，请求可能已经执行。请确认后再试。',
+    badreply: '应答不是有效的 JSON。',
+    notSupported: '没有任何读卡库提供此功能。请检查功能名，或在 quorvel_service.ini 中登记读卡库。',
+    noName: '请求中缺少文本成员 "fid"（功能名），或内容不是有效的 JSON。',
+    unrecognised: '请求必须是以 “{” 开头、至少 6 字节的 JSON 对象。',
+    busy: '同时未发完的请求太多，请稍后再试。',
+    tooLong: '请求太长：最多 102399 字节。',
+    nameTooLong: '功能名太长：最多 99 字节。',
+    libraryFault: '读卡库的应答不符合要求，请联系读卡库提供者。',
+    noIp: '缺少 "ip"，或它不是有效的地址文本。',
+    noPort: '缺少 "port"，或它不是大于 0 的数字。',
+    unreachable: '连不上 {0} 的端口 {1}。请确认服务器已启动、地址和端口正确、本机网络通畅。',
+    settingsFile: '服务读不了程序旁的 quorvel.ini。请检查该文件是否存在、服务是否有权读取。',
+    internal: '服务内部出错，请查看服务日志。',
+  },
+  en: {
+    title: 'Quorvel card-reading service',
+    subtitle: 'Card-reading service · status and test',
+    language: 'Language',
+
+    connection: 'Connection',
+    stateOpen: 'The service is running',
+    stateConnecting: 'Connecting to the service…',
+    stateDown: 'No connection to the service',
+    stateIdle: 'Not connected',
+    detailOpen: '{url}, connected since {time}',
+    detailOther: '{url}',
+    detailWaiting: '{url}, next attempt in {seconds} s',
+    retry: 'Try now',
+    readCard: 'Read card',
+    helpTitle: 'What to do',
+    helpStart: 'Start the service:',
+    helpLog: 'See what it logged:',
+    helpPort: 'Check that localport under [SERVER] in quorvel_service.ini, beside the program, is the port in this page’s address.',
+    helpTls: 'This page uses https: the service must be started with the option -s, and the browser must trust its certificate:',
+    helpWait: 'The page connects by itself as soon as the service is back; there is no need to reload it.',
+
+    request: 'Send a request',
+    requestHint: 'Take an example or write your own. Each request gets one reply.',
+    examples: 'Examples',
+    requestText: 'Request',
+    noteJson: 'Function: {name}',
+    noteCanned: 'Short form of reading the basic data.',
+    noteNotJson: 'Not valid JSON; it can be sent as it is: {reason}',
+    noteEmpty: 'Write a request first.',
+    send: 'Send',
+    sending: 'Waiting for the reply…',
+    sendKeys: 'Ctrl + Enter',
+    cancel: 'Cancel',
+
+    exampleBasic: 'Read basic data',
+    exampleCanned: 'Short form',
+    examplePresent: 'Card present?',
+    examplePhoto: 'Photo reference',
+    exampleWrite: 'Write (refused)',
+    exampleSettings: 'Server address',
+    exampleUnknown: 'Unknown function',
+
+    reply: 'Reply',
+    replyEmpty: 'No reply yet. Put a card on the reader and press “Read card”, or pick an example and send it.',
+    replyMeta: '{name} · {time} · {ms} ms',
+    success: 'Success',
+    failure: 'Failure',
+    noReply: 'No reply',
+    original: 'The service’s words: {text}',
+    raw: 'Raw texts',
+    rawRequest: 'Request',
+    rawReply: 'Reply',
+    copy: 'Copy the reply',
+    copied: 'Copied',
+    plainText: '(text)',
+
+    member_name: 'Name',
+    member_sex: 'Sex',
+    member_nation: 'Ethnic group',
+    member_birth: 'Date of birth',
+    member_idnumber: 'ID number',
+    member_address: 'Address',
+    member_cardnumber: 'Card number',
+    member_issuer: 'Issuer',
+    member_expires: 'Valid until',
+    member_present: 'Card present',
+    member_photo: 'Photo reference',
+    member_errcode: 'Error code',
+    member_ip: 'Address',
+    member_port: 'Port',
+
+    settings: 'Back-end server address',
+    settingsHint: 'A new address is stored only when this machine can connect to it.',
+    settingsStored: 'Stored address:',
+    settingsUnknown: 'unknown',
+    ip: 'IP address',
+    port: 'Port',
+    save: 'Check and save',
+    reload: 'Read again',
+    ipError: 'Enter an IPv4 address such as 192.168.1.20',
+    portError: 'Enter a whole number from 1 to 65535',
+    saved: 'Saved: {ip}:{port}',
+    notSaved: 'The address has not changed.',
+
+    history: 'History',
+    historyEmpty: 'Kept in this page only, and gone when it is closed or reloaded.',
+    historyTime: 'Time',
+    historyFunction: 'Function',
+    historyOutcome: 'Outcome',
+    historyDuration: 'Took',
+    historyShow: 'Show {name} of {time}',
+    milliseconds: '{ms} ms',
+    clear: 'Clear',
+    footer: 'Developers: the service delivers its JavaScript client as /quorvel.js.',
+
+    unavailable: 'The service does not answer. Start it first.',
+    permission: 'The browser does not let this page reach this machine. Allow access to apps and devices on this machine in the browser’s site settings.',
+    timeout: 'No reply in time. The reader may still be at work; try again later.',
+    aborted: 'Cancelled. The request may have been carried out.',
+    closed: 'The connection was lost before the reply came; the request may have been carried out. Check before you repeat it.',
+    badreply: 'The reply is not valid JSON.',
+    notSupported: 'No reader library offers this function. Check its name, or register the library in quorvel_service.ini.',
+    noName: 'The request has no text member "fid" (the function’s name), or is not valid JSON.',
+    unrecognised: 'A request is a JSON object: it begins with “{” and has at least 6 bytes.',
+    busy: 'Too many requests are unfinished at the same time. Try again later.',
+    tooLong: 'The request is too long: at most 102,399 bytes.',
+    nameTooLong: 'The function’s name is too long: at most 99 bytes.',
+    libraryFault: 'The reader library’s reply breaks the rules. Tell the maker of the library.',
+    noIp: '"ip" is missing or is not the text of an address.',
+    noPort: '"port" is missing or is not a number above 0.',
+    unreachable: 'Port {1} of {0} cannot be reached. Check that the server runs, that address and port are right, and that this machine’s network works.',
+    settingsFile: 'The service cannot read quorvel.ini beside its program. Check that the file is there and that the service may read it.',
+    internal: 'The service met an internal error. See its log.',
+  },
+};
+
+const STORED_AS = 'quorvel.language';
+const listeners = [];
+let language = rememberedLanguage() ?? browserLanguage();
+
+function rememberedLanguage() {
+  try {
+    const remembered = localStorage.getItem(STORED_AS);
+    return remembered in TEXTS ? remembered : null;
+  } catch {
+    return null;  // storage is switched off
+  }
+}
+
+function browserLanguage() {
+  const known = navigator.languages.map((tag) => tag.slice(0, 2).toLowerCase()).find((tag) => tag in TEXTS);
+  return known ?? 'en';
+}
+
+/** The text under `key`, its {placeholders} filled from `values` (an object or an array). */
+export function text(key, values = {}) {
+  return TEXTS[language][key].replace(/\{(\w+)\}/g, (_, name) => values[name]);
+}
+
+export function hasText(key) {
+  return Object.hasOwn(TEXTS[language], key);
+}
+
+export function timeOfDay(date) {
+  return date.toLocaleTimeString(document.documentElement.lang, {hour12: false});
+}
+
+/** Runs `render` now and whenever the language changes. */
+export function rendered(render) {
+  listeners.push(render);
+  render();
+}
+
+function translatePage() {
+  document.documentElement.lang = language === 'zh' ? 'zh-CN' : 'en';
+  document.title = text('title');
+  for (const element of document.querySelectorAll('[data-text]')) element.textContent = text(element.dataset.text);
+  for (const element of document.querySelectorAll('[data-label]')) element.setAttribute('aria-label', text(element.dataset.label));
+  for (const button of document.querySelectorAll('[data-language]')) {
+    button.setAttribute('aria-pressed', button.dataset.language === language);
+  }
+}
+
+function choose(wanted) {
+  language = wanted;
+  try {
+    localStorage.setItem(STORED_AS, wanted);
+  } catch {
+    // Storage is switched off: the choice holds until the page is closed.
+  }
+  for (const render of listeners) render();
+}
+
+for (const button of document.querySelectorAll('[data-language]')) {
+  button.addEventListener('click', () => choose(button.dataset.language));
+}
+rendered(translatePage);

@@ -38,7 +38,7 @@ void write_failure(char* out, std::size_t size, std::string_view errmsg) {
   std::string reply(kEnvelopeStart);
   std::string_view rest = reason;
   while (!rest.empty()) {
-    const std::size_t length = gbk_char_length(rest);
+    const std::size_t length = static_cast<unsigned char>(rest[0]) < 0x80 ? 1 : 2;
     const std::string next = escaped(rest.substr(0, length));
     if (reply.size() + next.size() + kEnvelopeEnd.size() >= size) break;
     reply += next;

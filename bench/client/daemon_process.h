@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bench/client/child_process.h"
+#include "bench/client/service_folder.h"
+
+/// The name under which the service is started; it looks for its files beside that name.
+enum class StartAs { kAbsolute, kDotRelative, kRelative, kByPath };
+
+/// The service running as a daemon in a ServiceFolder. The daemon leaves its launcher, so this
+/// program becomes the reaper of orphans and adopts it: its exit status can be collected.
+/// The destructor kills the daemon. Start daemons from one thread at a time.
+class DaemonProcess {
+ public:
+  /// Starts the service and returns when the launching process has ended. Standard output and
+  /// error go to files in the folder. Throws std::runtime_error when there is no daemon then.
+  explicit DaemonProcess(const ServiceFolder& folder,
+                         const std::vector<std::string>& arguments = {},
+                         StartAs start_as = StartAs::kAbsolute);
+
+  /// Waits until the port is listened on, without connecting to it. Throws std::runtime_error with
+  /// the service's messages when it ends instead, or takes a minute.
+  void wait_until_listening(uint16_t port);
+
+  /// Waits until a text (bytes) has come on standard output or error. Throws like
+  /// wait_until_listening().
+  void wait_for_message(std::string_view text);
+
+  /// Sends SIGINT, waits for the end and returns the exit status, as ChildProcess::wait().
+  int stop();
+
+  ChildProcess& process() { return daemon; }
+  std::string output() const;  ///< standard output so far, in GBK
+  std::string errors() const;  ///< standard error so far, in GBK
+
+ private:
+  template <typename Condition>
+  void wait_until(const std::string& what, Condition reached);
+
+  std::filesystem::path directory;
+  ChildProcess daemon;
+};

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A folder under the system's temporary directory, removed with everything in it at the end.
+class TemporaryFolder {
+ public:
+  /// `mark` becomes part of the folder's name. Throws std::system_error.
+  explicit TemporaryFolder(const std::string& mark);
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+
+  const std::filesystem::path& path() const { return directory; }
+
+ private:
+  std::filesystem::path directory;
+};
+
+/// Whole files as bytes. Throw std::runtime_error that names the path.
+std::string read_file(const std::filesystem::path& path);
+void write_file(const std::filesystem::path& path, std::string_view bytes);
+
+/// A copy of an installed service (its program, reader libraries, INI files and page) that a test
+/// may change at will; the service is to run with path() as its working directory.
+class ServiceFolder {
+ public:
+  /// `installed` is the directory given to the installation as its prefix.
+  /// Throws std::filesystem::filesystem_error.
+  explicit ServiceFolder(const std::filesystem::path& installed,
+                         const std::string& mark = "quorvel");
+
+  const std::filesystem::path& path() const { return folder.path(); }
+  std::filesystem::path program() const { return path() / "bin/quorvelserver"; }
+  std::filesystem::path server_ini() const { return path() / "bin/quorvel.ini"; }
+
+  /// Writes bin/quorvel_service.ini: lib1, lib2, ... in the given order, and the port.
+  void write_service_ini(const std::vector<std::string>& libraries, uint16_t port) const;
+
+  /// Makes the key and the self-signed certificate (for localhost and 127.0.0.1) that the service
+  /// reads when it serves TLS. Returns the certificate's path. Throws std::runtime_error.
+  std::filesystem::path make_certificate() const;
+
+ private:
+  TemporaryFolder folder;
+};

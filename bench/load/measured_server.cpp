@@ -1,0 +1,127 @@
+#include "bench/load/measured_server.h"
+
+#include <sched.h>
+
+#include <cerrno>
+#include <chrono>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+#include "bench/client/tcp.h"
+#include "bench/client/ws_client.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kStartLimit(60);
+constexpr std::chrono::microseconds kPollInterval(200);
+constexpr double kKilobytesPerMegabyte = 1024;
+
+/// Asks until the server listens.
+std::string ask_when_ready(std::uint16_t port, const std::string& request) {
+  const auto deadline = Clock::now() + kStartLimit;
+  for (;;) {
+    try {
+      TcpSocket::connect(port);
+      return WsClient(port).ask(request);
+    } catch (const std::system_error& error) {
+      if (Clock::now() > deadline)
+        throw std::runtime_error(std::string("a server does not start: ") + error.what());
+      std::this_thread::sleep_for(kPollInterval);
+    }
+  }
+}
+
+/// The value in kB of a line of /proc/PID/status.
+double status_kilobytes(pid_t pid, const std::string& name) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string word; status >> word;) {
+    double value = 0;
+    if (word == name + ":" && status >> value) return value;
+  }
+  throw std::runtime_error("process " + std::to_string(pid) + " has no " + name);
+}
+
+void use_cpu(unsigned number) {
+  if (std::thread::hardware_concurrency() < 2) return;
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  CPU_SET(number, &set);
+  if (sched_setaffinity(0, sizeof set, &set) != 0)
+    throw std::system_error(errno, std::generic_category(), "sched_setaffinity");
+}
+
+}  // namespace
+
+void use_server_cpu() { use_cpu(0); }
+
+void use_generator_cpu() { use_cpu(1); }
+
+const char* server_name(ServerKind kind) {
+  switch (kind) {
+    case ServerKind::kService:
+      return "service";
+    case ServerKind::kBare:
+      return "bare";
+    case ServerKind::kNode:
+      return "node";
+  }
+  return "";
+}
+
+MeasuredServer::MeasuredServer(ServerKind kind, const ServerPrograms& programs,
+                               const std::string& request, const std::string& reply)
+    : listening_port(free_port()) {
+  if (kind == ServerKind::kService) {
+    folder = std::make_unique<ServiceFolder>(programs.stage);
+    folder->write_service_ini({"libquorveldemo.so", programs.reader.string()}, listening_port);
+  }
+  const auto begun = Clock::now();
+  launch(kind, programs, reply);
+  answered = ask_when_ready(listening_port, request);
+  started_in_ms = std::chrono::duration<double, std::milli>(Clock::now() - begun).count();
+  if (kind != ServerKind::kService && answered != reply)
+    throw std::runtime_error(std::string(server_name(kind)) + " answers: " + answered);
+}
+
+MeasuredServer::~MeasuredServer() = default;
+
+void MeasuredServer::launch(ServerKind kind, const ServerPrograms& programs,
+                            const std::string& reply) {
+  if (kind == ServerKind::kService) {
+    daemon = std::make_unique<DaemonProcess>(*folder, std::vector<std::string>{"-d", "0"});
+    process = daemon->process().pid();
+    return;
+  }
+  const std::string port_text = std::to_string(listening_port);
+  Launch launch;
+  if (kind == ServerKind::kBare) {
+    launch.program = programs.bare;
+    launch.arguments = {programs.bare.string(), port_text, reply};
+  } else {
+    launch.program = "node";
+    launch.arguments = {"node", programs.node_main.string(), port_text, reply};
+  }
+  child = spawn(launch);
+  process = child.pid();
+}
+
+Memory MeasuredServer::memory() const {
+  return {status_kilobytes(process, "VmRSS") / kKilobytesPerMegabyte,
+          status_kilobytes(process, "RssAnon") / kKilobytesPerMegabyte};
+}
+
+double MeasuredServer::cpu_seconds() const {
+  constexpr double kSecondsPerNanosecond = 1e-9;
+  double seconds = 0;
+  for (const auto& task :
+       std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+    std::ifstream schedstat(task.path() / "schedstat");
+    double nanoseconds = 0;
+    if (schedstat >> nanoseconds) seconds += kSecondsPerNanosecond * nanoseconds;
+  }
+  return seconds;
+}

@@ -1,0 +1,151 @@
+// Messages in pieces, many at once, too long or left unfinished; hostile bytes; TLS.
+
+#include "tests/e2e/service_test.h"
+#include "util/messages.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr unsigned char kFinalText = 0x81;  // first byte of a whole text message's frame
+
+class ChannelTest : public ServiceTest {
+ protected:
+  std::string frames(int requests) const {
+    std::string bytes;
+    for (int number = 0; number < requests; ++number) {
+      bytes += masked_frame(kFinalText, echo_request(number));
+    }
+    return bytes;
+  }
+
+  /// Sends that many requests in one write, which TLS makes one record.
+  void expect_pipelined_replies(WsClient client, int requests) const {
+    client.send_raw(frames(requests));
+    for (int number = 0; number < requests; ++number) {
+      ASSERT_EQ(echo_reply(number), client.receive());
+    }
+    EXPECT_EQ(failure(messages::kUnrecognised), client.ask("last"));
+  }
+};
+
+TEST_F(ChannelTest, PiecesAreJoinedUpToTheNulOfEach) {
+  start();
+  const std::string whole = echo_request(1);
+  const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
+      {{whole.substr(0, 3), whole.substr(3, 9), whole.substr(12)}, echo_reply(1)},
+      {{"", whole, ""}, echo_reply(1)},
+      {{"", "", ""}, failure(messages::kUnrecognised)},
+      {{"\0{}"s, whole}, echo_reply(1)},
+      {{whole.substr(0, 3) + "\0{}"s, whole.substr(3)}, echo_reply(1)},
+      {{whole + "\0"s, "ignored"}, echo_reply(1)},
+  };
+  WsClient client = connect();
+  for (const auto& [pieces, reply] : rows) {
+    client.send_fragments(pieces);
+    EXPECT_EQ(reply, client.receive()) << testing::PrintToString(pieces);
+  }
+}
+
+TEST_F(ChannelTest, PipelinedRequestsGetOneReplyEachInOrder) {
+  start();
+  expect_pipelined_replies(connect(), 300);
+}
+
+TEST_F(ChannelTest, OneTlsRecordOfManyRequestsGetsAllReplies) {
+  folder.make_certificate();
+  options.tls = true;
+  start({"functions"}, {"-s"});
+  ASSERT_LE(frames(500).size(), 16384U);
+  expect_pipelined_replies(connect(), 500);
+  // A browser offers HTTP/2 first; two of its WebSockets would share one such connection.
+  options.alpn = {"h2", "http/1.1"};
+  EXPECT_EQ("http/1.1", connect().alpn());
+  expect_pipelined_replies(connect(), 20);
+}
+
+TEST_F(ChannelTest, UnfinishedMessageEndsWithItsConnection) {
+  start();
+  for (const bool orderly : {true, false}) {
+    WsClient client = connect();
+    client.send_piece(R"({"fid":"nosuch",)", false);
+    client.ping();
+    orderly ? client.close() : client.vanish();
+    wait_until_idle();  // so that the next connection gets the same descriptor in the service
+    expect_replies({{echo_request(1), echo_reply(1)}});
+  }
+}
+
+TEST_F(ChannelTest, HundredUnfinishedMessagesLeaveTheServiceUsable) {
+  start();
+  std::vector<WsClient> clients;
+  for (int number = 0; number < 100; ++number) {
+    clients.push_back(connect());
+    clients.back().send_piece(echo_request(number).substr(0, 15), false);
+    clients.back().ping();  // its pong comes after the piece has been taken
+  }
+  WsClient surplus = connect();
+  surplus.send_fragments({R"({"fid":)", R"("echo",)", R"("n":1})"});
+  EXPECT_EQ(failure(messages::kBusy), surplus.receive());
+  EXPECT_EQ(echo_reply(1), surplus.ask(echo_request(1)));
+  for (int number = 0; number < 100; ++number) {
+    WsClient& client = clients[static_cast<size_t>(number)];
+    client.send_piece(echo_request(number).substr(15), true);
+    EXPECT_EQ(echo_reply(number), client.receive());
+  }
+  surplus.send_fragments({R"({"fid":"echo",)", R"("n":2})"});
+  EXPECT_EQ(echo_reply(2), surplus.receive());
+}
+
+TEST_F(ChannelTest, MessageTooLongGetsOneRefusalAndTheConnectionGoesOn) {
+  start();
+  const auto request = [](size_t size) {
+    const std::string begin = R"({"fid":"length","platform":"","pad":")";
+    return begin + std::string(size - begin.size() - 2, 'x') + "\"}";
+  };
+  std::string growing = R"({"fid":"length","n":[1)";  // readers get numbers with all their digits
+  for (int count = 0; count < 400; ++count) growing += ",1e300";
+  const std::string refusal = failure(messages::kMessageTooLong);
+  expect_replies({{request(102399), R"({"length":102384,"fid":"length"})"},
+                  {request(102400), refusal},
+                  {request(143359), refusal},
+                  {request(143360), refusal},
+                  {request(500000), refusal},
+                  {growing + "]}", refusal},
+                  {echo_request(1), echo_reply(1)}});
+}
+
+TEST_F(ChannelTest, BrokenProtocolHarmsNobodyElse) {
+  start();
+  WsClient witness = connect();
+  const std::string h2c =
+      "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade, HTTP2-Settings\r\n"
+      "Upgrade: h2c\r\nHTTP2-Settings: AAMAAABkAAQAAP__\r\n\r\n";
+  for (const std::string& bytes :
+       {h2c, "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n"s, std::string(70000, 'x')}) {
+    const TcpSocket socket = TcpSocket::connect(port);
+    socket.send(bytes);
+    EXPECT_EQ(echo_reply(1), witness.ask(echo_request(1))) << bytes.substr(0, 40);
+  }
+  // Unmasked, with reserved bits, of a reserved kind, a continuation of nothing, cut short.
+  for (const std::string& frame :
+       {"\x81\x02{}"s, masked_frame(0xF1, "{}"), masked_frame(0x83, "{}"), masked_frame(0x80, "{}"),
+        masked_frame(kFinalText, "{}").substr(0, 3)}) {
+    WsClient client = connect();
+    client.send_raw(frame);
+    EXPECT_EQ(echo_reply(1), witness.ask(echo_request(1))) << testing::PrintToString(frame);
+  }
+}
+
+TEST_F(ChannelTest, InterruptUnderLoadEndsTheServiceWithStatusZero) {
+  start();
+  std::vector<WsClient> clients;
+  for (int count = 0; count < 8; ++count) {
+    clients.push_back(connect());
+    clients.back().send_raw(frames(200));
+  }
+  EXPECT_EQ(echo_reply(0), clients.back().receive());
+  EXPECT_EQ(0, daemon->stop()) << daemon->errors();
+}
+
+}  // namespace

@@ -1,0 +1,125 @@
+// Routing, command texts and replies; readers that break their contract.
+
+#include "tests/e2e/service_test.h"
+#include "util/messages.h"
+
+namespace {
+
+using ReaderTest = ServiceTest;
+
+TEST_F(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
+  start();
+  const std::string no_function = u8R"({"result":"false","errmsg":"未传入服务名！"})";
+  const std::string unrecognised = u8R"({"result":"false","errmsg":"错误信息:无法识别的指令"})";
+  const auto unsupported = [](const std::string& name) {
+    return u8R"({"result":"false","errmsg":"不支持该功能.","fid":")" + name + "\"}";
+  };
+  const std::string canned =
+      R"({"result":"true","fid":"readcardbas","reader":"functions","command":)"
+      R"({"data":{"itype":3,"bae140":"3"},)" +
+      platform + "}}";
+  expect_replies({
+      {R"({"fid":"echo"})", echoed("{" + platform + "}")},
+      {R"({"a":1,"FiD":"EcHo","b":{"fid":2}})",
+       echoed(R"({"a":1,"b":{"fid":2},)" + platform + "}")},
+      {R"({"fid":"echo"} and more)", echoed("{" + platform + "}")},
+      {R"({"fid":"echo","Platform":7})", echoed(R"({"Platform":7})")},
+      {R"({"fid":"echo","n":[1.5,100.0,7e0,7e2,-7,9007199254740993]})",
+       echoed(R"({"n":[1.500000,100.000000,7,700.000000,-7,9007199254740993],)" + platform + "}")},
+      {R"({ "fid":"echo" , "s" : "\u0041\/\q\t\u0001\\\"/" })",
+       echoed(R"({"s":"A/q\t\u0001\\\"/",)" + platform + "}")},
+      {R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})", canned},
+      {"readcardbas", canned},
+      {"readcardbas{}", canned},
+      {R"({"fid":"PlaIN"})", u8R"({"result":"true","name":"张三","size":1.500000,"fid":"PlaIN"})"},
+      {R"({"fid":"ec"})", R"({"result":"false","reader":"functions","fid":"ec"})"},
+      {R"({"fid":"empty"})", R"({"fid":"empty"})"},
+      {R"({"fid":"array"})", "[1,2]"},
+      {R"({"fid":"capital"})", R"({"FID":7})"},
+      {R"({"fid":"nosuch"})", unsupported("nosuch")},
+      {R"({"fid":"Config"})", unsupported("Config")},
+      {R"({"fid":")" + std::string(99, 'z') + "\"}", unsupported(std::string(99, 'z'))},
+      {R"({"fid":")" + std::string(100, 'z') + "\"}", failure(messages::kFunctionNameTooLong)},
+      {R"({"fid":""})", no_function},
+      {R"({"fid":7})", no_function},
+      {R"({"data":{}})", no_function},
+      {"{abcd}", no_function},
+      {R"({"fid":"echo","n":1e999})", no_function},
+      {"{\"fid\":\"echo\",\"n\":" + std::string(5000, '[') + "}", no_function},
+      {"{abc}", unrecognised},
+      {R"( {"fid":"echo"})", unrecognised},
+      {"", unrecognised},
+  });
+}
+
+TEST_F(ReaderTest, FunctionGoesToTheFirstReaderInPathOrderThatDeclaresIt) {
+  start({"second", "first", "odd_answer", "garbage_answer", "endless_answer"});
+  expect_replies({
+      {R"({"fid":"ec"})", R"({"result":"false","reader":"first","fid":"ec"})"},
+      {R"({"fid":"odd"})", R"({"result":"false","reader":"odd_answer","fid":"odd"})"},
+      {R"({"fid":"fff"})", R"({"result":"false","reader":"endless_answer","fid":"fff"})"},
+      {R"({"fid":"tail"})", utf8(R"({"result":"false","errmsg":"不支持该功能.","fid":"tail"})")},
+  });
+}
+
+TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe) {
+  const std::string bin = (folder.path() / "bin/").string();
+  const auto loader = [&](const std::string& file) {
+    return "加载" + bin + file + "失败，请检查读卡环境！" + bin + file + ": ";
+  };
+  const std::vector<std::pair<std::string, std::string>> refused = {
+      {"no_init", "非法的" + bin + "no_init.so，未找到指定文件0！"},
+      {"no_uninit", "非法的" + bin + "no_uninit.so，未找到指定文件1！"},
+      {"no_scommand", "非法的" + bin + "no_scommand.so，未找到指定文件2！"},
+      {"no_getversion", "非法的" + bin + "no_getversion.so，未找到指定文件3！"},
+      {"getversion_fails", "没有读卡器"},
+      {"init_fails", "初始化失败."},
+      {"text", loader("text.so") + "file too short"},
+      {"none", loader("none.so") + "cannot open shared object file: No such file or directory"},
+  };
+  write_file(bin + "text.so", "text");
+  std::vector<std::string> readers = {"getversion_throws", "functions", "functions"};
+  for (const auto& row : refused) readers.push_back(row.first);
+  start(readers);
+
+  std::vector<std::string> errors = {
+      bin + "functions.so loaded! \n",
+      R"({"result":"false","errmsg":"错误类型：St13runtime_error 错误信息 ：卡\"1\"\u000a "})"};
+  for (const auto& [reader, reason] : refused) {
+    errors.push_back(R"({"result":"false","errmsg":"初始化)" + bin + reader + ".so失败 " + reason +
+                     " \"}");
+  }
+  for (const std::string& error : errors) {
+    EXPECT_TRUE(said("\n?error  = " + error + "?\n")) << error << "\n" << daemon->output();
+    EXPECT_NE(std::string::npos, daemon->errors().find(error)) << daemon->errors();
+  }
+  EXPECT_EQ(echo_reply(1), ask(echo_request(1)));
+}
+
+TEST_F(ReaderTest, BrokenReplyOrExceptionCostsOneFailureReply) {
+  start();
+  const auto too_long = [](const std::string& name) {
+    return utf8(R"({"result":"false","errmsg":")" + std::string(messages::kReplyTooLong) +
+                R"(","fid":")" + name + "\"}");
+  };
+  expect_replies({
+      {R"({"fid":"longest"})", R"({"fid":")" + std::string(1013, 'x') + "\"}"},
+      {R"({"fid":"noroom"})", R"({"r":")" + std::string(1015, 'x') + "\"}"},
+      {R"({"fid":"endless"})", too_long("endless")},
+      {R"({"fid":"overrun"})", too_long("overrun")},
+      {R"({"fid":"halfchar"})", R"({"fid":"half)"},
+      {R"({"fid":"nogbk"})", failure(messages::kUnusableReply)},
+      {R"({"fid":"throwtext"})",
+       failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\u000a )")},
+      {R"({"fid":"thrownumber"})", failure("错误类型：i 错误信息 ： ")},
+      {echo_request(1), echo_reply(1)},
+  });
+  EXPECT_TRUE(said("functions.so: the reply to \"overrun\"")) << daemon->errors();
+}
+
+TEST_F(ReaderTest, ExceptionInTheCannedRequestIsAnsweredInPlainText) {
+  start({"throwing"});
+  expect_replies({{"readcardbas", u8"错误类型：St13runtime_error 错误信息 ：卡\"1\"\n "}});
+}
+
+}  // namespace

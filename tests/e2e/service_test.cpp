@@ -1,0 +1,85 @@
+#include "tests/e2e/service_test.h"
+
+#include <sys/utsname.h>
+
+#include <thread>
+
+#include "util/text_conversion.h"
+
+namespace fs = std::filesystem;
+
+std::string utf8(const std::string& gbk) {
+  std::string text(2 * gbk.size() + 1, '\0');
+  EXPECT_EQ(0, gbk2utfa(gbk.data(), gbk.size(), text.data(), text.size()));
+  return text.c_str();
+}
+
+std::string failure(const std::string& reason) {
+  return utf8(R"({"result":"false","errmsg":")" + reason + "\"}");
+}
+
+ServiceTest::ServiceTest() {
+  utsname system{};
+  uname(&system);
+  platform = std::string("\"platform\":\"") + system.machine + "\"";
+}
+
+void ServiceTest::TearDown() {
+  if (!daemon || daemon->process().exit_status()) return;
+  EXPECT_EQ(failure("未传入服务名！"), ask(R"({"a":1})"));
+  wait_until_idle();
+  EXPECT_EQ(0, daemon->stop()) << daemon->errors();
+}
+
+void ServiceTest::wait_until_idle() {
+  const auto deadline = std::chrono::steady_clock::now() + options.limit;
+  while (daemon->process().open_descriptors() != idle_descriptors) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "a descriptor is left open";
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+void ServiceTest::start(const std::vector<std::string>& readers,
+                        const std::vector<std::string>& arguments, StartAs start_as) {
+  std::vector<std::string> files;
+  for (const std::string& reader : readers) {
+    files.push_back(reader + ".so");
+    const fs::path built = fs::path(TEST_READERS) / files.back();
+    if (!fs::exists(built)) continue;
+    fs::copy(built, folder.path() / "bin" / files.back(), fs::copy_options::skip_existing);
+  }
+  folder.write_service_ini(files, port);
+  daemon.emplace(folder, arguments, start_as);
+  daemon->wait_until_listening(port);
+  idle_descriptors = daemon->process().open_descriptors();
+}
+
+void ServiceTest::expect_replies(const std::vector<Exchange>& exchanges) const {
+  WsClient client = connect();
+  for (const auto& [request, reply] : exchanges) {
+    const size_t half = request.size() / 2;
+    client.send(request);
+    EXPECT_EQ(reply, client.receive()) << request.substr(0, 200);
+    client.send_binary(request);
+    EXPECT_EQ(reply, client.receive()) << "binary: " << request.substr(0, 200);
+    EXPECT_TRUE(client.last_was_text());
+    client.send_fragments({request.substr(0, half), "", request.substr(half)});
+    EXPECT_EQ(reply, client.receive()) << "in pieces: " << request.substr(0, 200);
+  }
+}
+
+bool ServiceTest::said(const std::string& text) const {
+  return (daemon->output() + "\n" + daemon->errors()).find(text) != std::string::npos;
+}
+
+std::string ServiceTest::echoed(const std::string& command) {
+  return R"({"result":"true","fid":"echo","reader":"functions","command":)" + command + "}";
+}
+
+std::string ServiceTest::echo_request(int number) {
+  return R"({"fid":"echo","n":)" + std::to_string(number) + "}";
+}
+
+std::string ServiceTest::echo_reply(int number) const {
+  return echoed("{\"n\":" + std::to_string(number) + "," + platform + "}");
+}

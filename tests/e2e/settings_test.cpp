@@ -1,0 +1,133 @@
+// "getconfig" and "config": replies, and the INI file's bytes.
+
+#include "tests/e2e/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kStored = "[SERVER]\nSERVER_IP=10.0.0.1\nSERVER_PORT=80\n";
+constexpr const char* kDone = R"({"result":"true"})";
+
+class SettingsTest : public ServiceTest {
+ protected:
+  void SetUp() override { start(); }
+
+  static std::string config(const std::string& ip, const std::string& new_port) {
+    return R"({"fid":"config","ip":")" + ip + R"(","port":)" + new_port + "}";
+  }
+  std::string file() const { return read_file(folder.server_ini()); }
+
+  const TcpSocket listener = TcpSocket::listen(64);
+  const std::string listening = std::to_string(listener.local_port());
+  const std::string reachable = config("127.0.0.1", listening);
+  const std::string ip_line = "SERVER_IP=127.0.0.1\n";
+  const std::string port_line = "SERVER_PORT=" + listening + "\n";
+};
+
+TEST_F(SettingsTest, AddressIsStoredOnlyWhenItIsValidAndAnswers) {
+  const TcpSocket silent = TcpSocket::listen(0);
+  const TcpSocket filler = TcpSocket::connect(silent.local_port());
+  const std::string no_answer = std::to_string(silent.local_port());
+  const std::string above = std::to_string(65536 + listener.local_port());
+  const std::string longest = "127.0.0.1 " + std::string(29, 'x');
+  const std::string no_address = u8R"({"result":"false","errmsg":"取参数ip:地址失败"})";
+  const std::string no_port = u8R"({"result":"false","errmsg":"取参数:端口失败"})";
+  const auto unreachable = [](const std::string& address) {
+    return u8R"({"result":"false","errmsg":"请检网络-连接)" + address + u8R"(失败！"})";
+  };
+  const std::vector<Exchange> refused = {
+      {R"({"fid":"config","port":)" + listening + "}", no_address},
+      {R"({"fid":"config","ip":127,"port":)" + listening + "}", no_address},
+      {config(longest + "x", listening), no_address},
+      {config(R"(127.0.0.1\nSERVER_IP=6.6.6.6)", listening), no_address},
+      {config(R"(127.0.0.1\r[X])", listening), no_address},
+      {config("127.0.0.1", "\"" + listening + "\""), no_port},
+      {config("127.0.0.1", "0"), no_port},
+      {R"({"fid":"config","ip":"127.0.0.1"})", no_port},
+      {config("127.0.0.1", "1"), unreachable("127.0.0.1:1   ")},
+      {config("127.0.0.1", no_answer), unreachable("127.0.0.1:" + no_answer)},
+      {config("localhost", listening), unreachable("localhost:" + listening)},
+  };
+  const std::vector<std::pair<std::string, std::string>> stored = {
+      {reachable, ip_line + port_line},
+      {config("127.0.0.1", listening + ".9"), ip_line + port_line},
+      {config("127.0.0.1", above), ip_line + "SERVER_PORT=" + above + "\n"},
+      {config(longest, listening), "SERVER_IP=" + longest + "\n" + port_line},
+  };
+  write_file(folder.server_ini(), kStored);
+  for (const auto& [request, reply] : refused) {
+    EXPECT_EQ(reply, ask(request));
+    ASSERT_EQ(kStored, file()) << request;
+  }
+  for (const auto& [request, lines] : stored) {
+    write_file(folder.server_ini(), kStored);
+    EXPECT_EQ(kDone, ask(request)) << request;
+    EXPECT_EQ("[SERVER]\n" + lines, file()) << request;
+  }
+}
+
+TEST_F(SettingsTest, StoringReplacesTheTwoLinesAndKeepsAllOtherBytes) {
+  const std::string long_line = "note=" + std::string(600, 'n') + "SERVER_IP=x\r\n";
+  const std::string tail = "; " + std::string(1500, 'c') + "\nend";
+  const struct {
+    std::string before;
+    std::string after;
+    std::string message;
+  } rows[] = {
+      {"[SERVER]\r\nSERVER_IP=1\r\n\r\nSERVER_PORT=2\r\nx=y\r\n",
+       "[SERVER]\r\n" + ip_line + "\r\n" + port_line + "x=y\r\n", ""},
+      {";[SERVER]\n[SERVER] ; now\n;SERVER_IP=0\nSERVER_IP=1 ; old\n SERVER_IP=2\nSERVER_PORT=",
+       ";[SERVER]\n[SERVER] ; now\n;SERVER_IP=0\n" + ip_line + " SERVER_IP=2\n" + port_line, ""},
+      {"[A]\nSERVER_IP=1\n[SERVER]\nSERVER_IPX=2\nSERVER_PORT=4\n[B]\nSERVER_IP=5\n",
+       "[A]\nSERVER_IP=1\n[SERVER]\n" + ip_line + port_line + "[B]\nSERVER_IP=5\n", ""},
+      {"[SERVER]\n" + long_line + "SERVER_PORT=" + std::string(300, '1') + "\nSERVER_IP=2\n" + tail,
+       "[SERVER]\n" + long_line + port_line + ip_line + tail, ""},
+      {"[SERVER]\nSERVER_PORT=1\n", "[SERVER]\n" + port_line, "\nNo key = SERVER_IP\n"},
+      {"[OTHER]\nSERVER_IP=1\n", "[OTHER]\nSERVER_IP=1\n", "\nNo section = [SERVER]\n"},
+      {"", "", "\nNo section = [SERVER]\n"},
+  };
+  for (const auto& row : rows) {
+    const size_t printed_before = daemon->output().size();
+    write_file(folder.server_ini(), row.before);
+    EXPECT_EQ(kDone, ask(reachable));
+    EXPECT_EQ(row.after, file());
+    const std::string printed = "\n" + daemon->output().substr(printed_before);
+    EXPECT_NE(std::string::npos, printed.find(row.message)) << row.message;
+    EXPECT_EQ(row.message.empty(), printed == "\n") << printed;
+  }
+}
+
+TEST_F(SettingsTest, FileThatIsMissingOrCannotBeWrittenStaysSo) {
+  const std::string path = folder.server_ini().string();
+  const std::string message = "Services/dispatcher: Opent file " + path + " failed.\n";
+  fs::remove(path);
+  EXPECT_EQ(failure("打开配置文件" + path + "失败."), ask(R"({"fid":"getconfig"})"));
+  EXPECT_EQ(kDone, ask(reachable));
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_TRUE(said(message + message));
+
+  // Not even root can write to a program that runs.
+  const std::string program = read_file(folder.program());
+  fs::create_symlink(folder.program(), path);
+  EXPECT_EQ(kDone, ask(reachable));
+  EXPECT_TRUE(program == file());
+  EXPECT_TRUE(said(message + message + message));
+}
+
+TEST_F(SettingsTest, StoredAddressIsReadAnewAndCutAtAWholeCharacter) {
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {kStored, R"("ip":"10.0.0.1","port":"80"})"},
+      {"[SERVER]\r\nSERVER_PORT=1234567\r\n", R"("ip":"","port":"123456"})"},
+      {"[SERVER]\nSERVER_IP=卡卡卡卡卡卡卡卡卡卡卡卡卡卡卡\n",
+       u8R"("ip":"卡卡卡卡卡卡卡卡卡卡卡卡卡卡","port":""})"},
+      {"[server]\nSERVER_IP=1\n", R"("ip":"","port":""})"},
+      {"", R"("ip":"","port":""})"},
+  };
+  for (const auto& [content, members] : rows) {
+    write_file(folder.server_ini(), content);
+    EXPECT_EQ(R"({"result":"true",)" + members, ask(R"({"FID":"getconfig"})"));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+// Starting the service: names, messages, files, failures.
+
+#include <sys/shm.h>
+
+#include "tests/e2e/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using StartTest = ServiceTest;
+
+TEST_F(StartTest, ReadersAndSettingsBesideTheProgramAreFoundHoweverItIsNamed) {
+  for (const StartAs name :
+       {StartAs::kAbsolute, StartAs::kDotRelative, StartAs::kRelative, StartAs::kByPath}) {
+    start({"functions"}, {}, name);
+    expect_replies(
+        {{echo_request(1), echo_reply(1)},
+         {R"({"fid":"getconfig"})", R"({"result":"true","ip":"192.168.100.100","port":"47392"})"}});
+    TearDown();
+  }
+}
+
+TEST_F(StartTest, PageIsServedAndTheStartIsReported) {
+  start();
+  const TcpSocket browser = TcpSocket::connect(port);
+  browser.send("GET / HTTP/1.0\r\n\r\n");
+  const std::string response = browser.receive_until_close();
+  EXPECT_EQ(0U, response.rfind("HTTP/1.0 200", 0)) << response;
+  EXPECT_NE(std::string::npos, response.find("content-security-policy:")) << response;
+  EXPECT_EQ(read_file(folder.path() / "mount-origin/index.html"),
+            response.substr(response.find("\r\n\r\n") + 4));
+  EXPECT_TRUE(fs::exists(folder.path() / "hostname.txt"));
+  EXPECT_TRUE(said("Starting Orvex WebSocket Server Version 3.5.0.01 of Brennic\n"));
+  EXPECT_TRUE(said("localhost port:" + std::to_string(port) + " for protocols ws .\n"));
+}
+
+TEST_F(StartTest, LogLevelSelectsTheMessages) {
+  const struct {
+    std::vector<std::string> arguments;
+    bool errors;
+    bool progress;
+  } rows[] = {{{}, true, true},
+              {{"-d1"}, true, false},
+              {{"-d", "1024"}, false, true},
+              {{"-d", "x"}, false, false},
+              {{"-d"}, false, false}};
+  for (const auto& row : rows) {
+    start({"functions"}, row.arguments);
+    EXPECT_EQ(row.errors, said("create daemon ok...")) << testing::PrintToString(row.arguments);
+    EXPECT_EQ(row.progress, said("Server Initializing")) << testing::PrintToString(row.arguments);
+    TearDown();
+  }
+}
+
+TEST_F(StartTest, MissingServiceIniIsNamedAndTheServiceStartsWithoutReaders) {
+  const fs::path ini = folder.path() / "bin/quorvel_service.ini";
+  fs::remove(ini);
+  daemon.emplace(folder);
+  daemon->wait_for_message("Server RUNNING .");
+  EXPECT_TRUE(said("open inifile " + ini.string() + " error!\n"));
+  EXPECT_EQ(0, daemon->stop());
+}
+
+TEST_F(StartTest, StartThatFailsEndsWithStatusOneAndNamesTheCause) {
+  const TcpSocket other = TcpSocket::listen(1);
+  const std::string taken = "port " + std::to_string(other.local_port());
+  folder.write_service_ini({}, other.local_port());
+  for (const auto& [arguments, cause] :
+       {std::pair{std::vector<std::string>{}, taken}, {{"-s"}, "localhost-100y.cert"}}) {
+    daemon.emplace(folder, arguments);
+    EXPECT_EQ(1, daemon->process().wait());
+    EXPECT_TRUE(said("Server init failed\n") && said(cause)) << daemon->errors();
+  }
+}
+
+TEST_F(StartTest, WorkingDirectoryNameSelectsTheSharedMemorySegment) {
+  constexpr key_t kVariantKey = 95230001;
+  shmctl(shmget(kVariantKey, 0, 0), IPC_RMID, nullptr);
+  const ServiceFolder variant(QUORVEL_STAGE, "quorvelkglserver");
+  const DaemonProcess started(variant);
+  shmid_ds segment{};
+  ASSERT_EQ(0, shmctl(shmget(kVariantKey, 0, 0), IPC_STAT, &segment));
+  EXPECT_EQ(4096U, segment.shm_segsz);
+}
+
+}  // namespace

@@ -1,0 +1,109 @@
+// A reader library for tests. Compile definitions choose how it misbehaves while it is loaded, the
+// function asked for chooses how it answers.
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+#include "sdk/quorvel_reader.h"
+
+#ifndef INIT_RESULT
+#define INIT_RESULT 1
+#endif
+#ifndef ANSWER
+#define ANSWER function_list()
+#endif
+
+namespace {
+
+struct Function {
+  std::string name;
+  std::function<std::string(const std::string& name, const std::string& command)> reply;
+};
+
+std::string echo(const std::string& name, const std::string& command) {
+  return R"({"result":"true","fid":")" + name + R"(","reader":")" READER R"(","command":)" +
+         command + "}";
+}
+
+std::string length(const std::string&, const std::string& command) {
+  return "{\"length\":" + std::to_string(command.size()) + "}";
+}
+
+std::string throw_text(const std::string&, const std::string&) {
+  throw std::runtime_error("卡\"1\"\n");
+}
+
+std::string throw_number(const std::string&, const std::string&) { throw 7; }
+
+auto always(const std::string& text) {
+  return [text](const std::string&, const std::string&) { return text; };
+}
+
+const Function kFunctions[] = {
+    {"echo", echo},
+    {"readcardbas", echo},
+    {"length", length},
+    {"throwtext", throw_text},
+    {"thrownumber", throw_number},
+    {"plain", always("{ \"result\" : \"true\", \"name\" : \"张三\", \"size\" : 1.5 }")},
+    {"empty", always("")},
+    {"array", always("[1, 2]")},
+    {"capital", always("{\"FID\" : 7}")},
+    {"halfchar", always("{\"fid\":\"half\x81\"}")},
+    {"nogbk", always("\xff\"fid\"")},
+    {"longest", always(R"({"fid":")" + std::string(QUORVEL_REPLY_SIZE - 11, 'x') + "\"}")},
+    {"noroom", always(R"({"r":")" + std::string(QUORVEL_REPLY_SIZE - 9, 'x') + "\"}")},
+    {"endless", always(std::string(QUORVEL_REPLY_SIZE, 'x'))},
+    {"overrun", always(std::string(3 * QUORVEL_REPLY_SIZE, 'x'))},
+};
+
+int32_t write(char* out, const std::string& text) {
+  text.copy(out, text.size());
+  return 1;
+}
+
+/// The functions' names, in hexadecimal.
+[[maybe_unused]] std::string function_list() {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string list;
+  for (const Function& function : kFunctions) {
+    for (const char c : function.name + "\n") (list += kDigits[c / 16]) += kDigits[c % 16];
+  }
+  return list;
+}
+
+}  // namespace
+
+#ifndef NO_GETVERSION
+int32_t getversion(char*, char* answer, char*, [[maybe_unused]] char* error) {
+#ifdef GETVERSION_FAILS
+  write(error, "没有读卡器");
+  return 0;
+#endif
+#ifdef GETVERSION_THROWS
+  throw_text({}, {});
+#endif
+  return write(answer, ANSWER);
+}
+#endif
+
+#ifndef NO_INIT
+int32_t init(char*) { return INIT_RESULT; }
+#endif
+
+#ifndef NO_UNINIT
+void uninit() {}
+#endif
+
+#ifndef NO_SCOMMAND
+int32_t scommand(const char* name, const char* command, char* reply) {
+#ifdef THROWS_ALWAYS
+  throw_text({}, {});
+#endif
+  for (const Function& function : kFunctions) {
+    if (function.name == name) return write(reply, function.reply(name, command));
+  }
+  return write(reply, R"({"result":"false","reader":")" READER "\"}");
+}
+#endif

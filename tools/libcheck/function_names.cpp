@@ -1,0 +1,104 @@
+#include "tools/libcheck/function_names.h"
+
+#include <algorithm>
+
+#include "libs/function_list.h"
+#include "quorvel_reader.h"
+#include "tools/libcheck/text.h"
+
+namespace {
+
+constexpr char kListName[] = "function list";
+constexpr std::size_t kListSize = 4096;  // what the service keeps of a list, in bytes
+
+/// What may stand between two names. A makers' arrangement is free; names hold none of these.
+constexpr std::string_view kSeparators = " \t\r\n,;|\"'()[]{}";
+
+std::vector<std::string> split(const std::string& text) {
+  std::vector<std::string> names;
+  std::size_t begin = text.find_first_not_of(kSeparators);
+  while (begin != std::string::npos) {
+    const std::size_t end = std::min(text.find_first_of(kSeparators, begin), text.size());
+    names.push_back(text.substr(begin, end - begin));
+    begin = text.find_first_not_of(kSeparators, end);
+  }
+  return names;
+}
+
+bool has_capital(const std::string& name) {
+  return std::any_of(name.begin(), name.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+}
+
+Finding warning(const std::string& text, const std::string& cure) {
+  return {Level::warning, kListName, text, cure};
+}
+
+void judge_name(const std::string& name, const FunctionList& list, std::vector<Finding>& out) {
+  const std::string quoted = "\"" + readable(name) + "\"";
+  if (name == "config" || name == "getconfig")
+    out.push_back(
+        warning(quoted + " never arrives: the service answers it itself", "Choose another name."));
+  if (has_capital(name))
+    out.push_back(warning(quoted + " can't be requested: the service lowers the name it looks for",
+                          "Write the list in lower case."));
+  if (name.size() >= QUORVEL_NAME_SIZE)
+    out.push_back(warning(quoted + " can't be requested: a name has at most 99 bytes",
+                          "Choose a shorter name."));
+  for (const std::string& other : list.names)
+    if (other.size() > name.size() && other.find(name) != std::string::npos)
+      out.push_back(warning(quoted + " is part of \"" + readable(other) + "\"",
+                            "Choose names that are not part of each other: another library may "
+                            "declare only one of them and get both."));
+}
+
+}  // namespace
+
+FunctionList make_function_list(const std::string& path, std::string_view answer) {
+  std::string text = decode_function_list(answer, kListSize - 1);
+  text.resize(std::min(text.find('\0'), text.size()));
+  std::vector<std::string> names = split(text);
+  return {path, std::move(text), std::move(names)};
+}
+
+std::vector<Finding> judge_function_list(std::string_view answer, const FunctionList& list) {
+  std::vector<Finding> out;
+  const std::size_t digits_from =
+      answer.find_last_not_of("0123456789abcdefABCDEF") + 1;  // npos + 1 is 0
+  if (digits_from > 0)
+    out.push_back({Level::failure, kListName,
+                   "\"" + readable(answer.substr(digits_from - 1, 1)) +
+                       "\" is no hexadecimal digit: what stands before it is lost",
+                   "Write two of 0-9, a-f, A-F for each byte of the list."});
+  if (answer.size() % 2 != 0)
+    out.push_back({Level::failure, kListName,
+                   "it has an odd number of digits, so that the first byte gets only one",
+                   "Write two digits for each byte, with a leading 0 where needed."});
+  if (list.names.empty())
+    out.push_back({Level::failure, kListName, "it names no function",
+                   "Name what the library serves, in lower case, separated by line feeds."});
+  else if (list.text.size() < answer.size() / 2)
+    out.push_back(warning("it holds a zero byte, where the service stops to search",
+                          "Separate the names with line feeds."));
+  for (const std::string& name : list.names) judge_name(name, list, out);
+  return out;
+}
+
+std::vector<Finding> judge_overlap(const FunctionList& ours, const FunctionList& other) {
+  std::vector<std::string> shared;
+  for (const std::string& name : ours.names)
+    if (other.text.find(name) != std::string::npos) shared.push_back(name);
+  for (const std::string& name : other.names)
+    if (ours.text.find(name) != std::string::npos) shared.push_back(name);
+  std::sort(shared.begin(), shared.end());
+  shared.erase(std::unique(shared.begin(), shared.end()), shared.end());
+
+  const std::string& asked = std::min(ours.path, other.path);
+  std::vector<Finding> out;
+  out.reserve(shared.size());
+  for (const std::string& name : shared)
+    out.push_back({Level::warning, "overlap",
+                   "\"" + readable(name) + "\" occurs in both lists; the service asks " +
+                       readable(asked) + ", whose path comes first",
+                   "Rename the function, or list only one of the two libraries."});
+  return out;
+}

@@ -1,0 +1,137 @@
+#include "tools/libcheck/reply_rules.h"
+
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+
+#include "quorvel_reader.h"
+#include "tools/libcheck/text.h"
+#include "util/json_object.h"
+
+namespace {
+
+using Json = std::unique_ptr<cJSON, CjsonDeleter>;
+
+/// Ends the judgement: what comes after would be judged on sand.
+struct Unusable {
+  Finding problem;
+};
+
+[[noreturn]] void refuse(const std::string& text, const std::string& cure) {
+  throw Unusable{{Level::failure, "", text, cure}};
+}
+
+std::string_view terminated(std::string_view buffer) {
+  const std::size_t end = buffer.find('\0');
+  if (end == std::string_view::npos)
+    refuse("the reply has no terminating zero within its 1024 bytes",
+           "Bound the reply to 1023 bytes and end it with a zero.");
+  if (end == 0)
+    refuse("the reply is empty", "Write a reply for every request, also for one you refuse.");
+  return buffer.substr(0, end);
+}
+
+/// The reply in UTF-8.
+std::string converted(std::string_view gbk) {
+  std::string utf8;
+  if (gbk_to_utf8(gbk, utf8)) return utf8;
+  if (looks_like_chinese_utf8(gbk))
+    refuse("the reply is UTF-8, not GBK: the page would get half a text",
+           "Convert texts to GBK, or compile with -fexec-charset=GBK.");
+  refuse("the reply is not valid GBK after \"" + shortened(utf8, 40) + "\"",
+         "Convert texts to GBK and cut them only between characters.");
+}
+
+/// Whether a byte below 32 stands inside a string, which cJSON lets pass and browsers do not.
+bool has_bare_control(const std::string& json) {
+  bool inside = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    if (json[i] == '"') inside = !inside;
+    if (inside && json[i] == '\\') ++i;
+    if (inside && i < json.size() && static_cast<unsigned char>(json[i]) < 0x20) return true;
+  }
+  return false;
+}
+
+Json parsed(const std::string& utf8) {
+  Json json(cJSON_ParseWithOpts(utf8.c_str(), nullptr, 1));
+  if (!json || !cJSON_IsObject(json.get()))
+    refuse("the reply is not one JSON object: " + shortened(utf8, 60),
+           "Write one complete JSON object; escape quotation marks and backslashes in texts.");
+  return json;
+}
+
+/// The reply as the service completes it: with "fid", unless it has that already. Of a name that is
+/// not ASCII only the length matters here: its bytes are the page's fault, not the library's.
+std::string completed(const std::string& reply, const std::string& function) {
+  if (reply.find("\"fid\"") != std::string::npos) return reply;
+  neb::CJsonObject document(reply);
+  std::string fid;
+  if (document.Get("fid", fid)) return reply;
+  const bool ascii = std::all_of(function.begin(), function.end(),
+                                 [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  document.Add("fid", ascii ? function : std::string(function.size(), 'x'));
+  return document.ToString();
+}
+
+void judge_completion(const std::string& reply, const std::string& function, const cJSON* own,
+                      Verdict& verdict) {
+  constexpr char kWriteFid[] = "Write the member \"fid\" into the reply.";
+  const std::string complete = completed(reply, function);
+  if (complete.size() >= QUORVEL_REPLY_SIZE) {
+    verdict.problems.push_back(
+        {Level::warning, "", "no room is left for the service to add \"fid\"", kWriteFid});
+    return;
+  }
+  if (!gbk_to_utf8(complete, verdict.page)) verdict.page.clear();
+  const Json page(cJSON_ParseWithOpts(verdict.page.c_str(), nullptr, 1));
+  if (complete != reply) cJSON_DeleteItemFromObjectCaseSensitive(page.get(), "fid");
+  if (!page || cJSON_Compare(page.get(), own, 1) == 0)
+    verdict.problems.push_back({Level::failure, "",
+                                "the service changes the reply when it adds \"fid\": a byte 0x5C "
+                                "inside a GBK character, or a number of many digits",
+                                kWriteFid});
+}
+
+void judge_members(const cJSON* reply, int returned, Verdict& verdict) {
+  const char* result = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(reply, "result"));
+  const std::string_view value = result != nullptr ? result : "";
+  if (value != "true" && value != "false")
+    refuse(R"(the reply has no member "result" that is the text "true" or "false")",
+           R"(Write "result":"true" or "result":"false", with quotation marks.)");
+  verdict.success = value == "true";
+  const char* errmsg = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(reply, "errmsg"));
+  if (!verdict.success && (errmsg == nullptr || *errmsg == '\0'))
+    verdict.problems.push_back({Level::warning, "", "the failure reply has no \"errmsg\"",
+                                "Tell people the reason and what to do."});
+  if (verdict.success != (returned != 0))
+    verdict.problems.push_back({Level::warning, "",
+                                "\"result\" is \"" + std::string(value) +
+                                    "\" but scommand returned " + std::to_string(returned),
+                                "Return non-zero for success and 0 for failure."});
+}
+
+}  // namespace
+
+Verdict judge_reply(std::string_view buffer, int returned, const std::string& function) {
+  Verdict verdict;
+  try {
+    const std::string reply(terminated(buffer));
+    verdict.page = converted(reply);
+    const Json json = parsed(verdict.page);
+    judge_members(json.get(), returned, verdict);
+    judge_completion(reply, function, json.get(), verdict);
+    if (has_bare_control(verdict.page))
+      refuse("a text in the reply holds a control byte, which browsers refuse",
+             "Write control bytes as \\n, \\t or \\u00XX.");
+    if (looks_like_chinese_utf8(reply))
+      verdict.problems.push_back({Level::warning, "",
+                                  "the reply looks like UTF-8: the page would get garbled texts",
+                                  "Convert texts to GBK, or compile with -fexec-charset=GBK."});
+  } catch (const Unusable& unusable) {
+    verdict.problems.push_back(unusable.problem);
+  }
+  return verdict;
+}

@@ -1,0 +1,163 @@
+#include "tools/libcheck/request.h"
+
+#include <cjson/cJSON.h>
+#include <sys/utsname.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+
+#include "quorvel_reader.h"
+#include "util/ascii.h"
+#include "util/json_object.h"
+
+namespace {
+
+using Json = std::unique_ptr<cJSON, CjsonDeleter>;
+
+constexpr char kData[] = "data";
+constexpr std::size_t kLongestCommand = QUORVEL_COMMAND_SIZE - 1;
+
+std::string architecture() {
+  utsname system = {};
+  return uname(&system) == 0 ? system.machine : "none";
+}
+
+std::string lowered(std::string name) {
+  std::transform(name.begin(), name.end(), name.begin(), ascii_lower);
+  return name;
+}
+
+std::string command_text(const std::string& page) {
+  neb::CJsonObject document(page);
+  document.Delete("fid");
+  document.Add("platform", architecture());
+  return document.ToString();
+}
+
+std::string print(const cJSON* json) {
+  const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(json), cJSON_free);
+  return text ? text.get() : "";
+}
+
+void set_data(cJSON* request, cJSON* value) {
+  cJSON_DeleteItemFromObject(request, kData);
+  cJSON_AddItemToObject(request, kData, value);
+}
+
+/// Replaces the value of every argument; a request without arguments gets one.
+void set_arguments(cJSON* request, const Json& value) {
+  const cJSON* data = cJSON_GetObjectItem(request, kData);
+  cJSON* changed = cJSON_CreateObject();
+  if (!cJSON_IsObject(data) || data->child == nullptr)
+    cJSON_AddItemToObject(changed, "argument", cJSON_Duplicate(value.get(), 1));
+  else
+    for (const cJSON* member = data->child; member != nullptr; member = member->next)
+      cJSON_AddItemToObject(changed, member->string, cJSON_Duplicate(value.get(), 1));
+  set_data(request, changed);
+}
+
+Json text(const std::string& bytes) { return Json(cJSON_CreateString(bytes.c_str())); }
+Json json(const std::string& source) { return Json(cJSON_Parse(source.c_str())); }
+
+std::string nested(int depth) {
+  return std::string(static_cast<std::size_t>(depth), '[') +
+         std::string(static_cast<std::size_t>(depth), ']');
+}
+
+struct Oddity {
+  const char* label;
+  std::function<void(cJSON*)> apply;
+};
+
+const std::vector<Oddity>& oddities() {
+  static const std::vector<Oddity> table = {
+      {"no data", [](cJSON* r) { cJSON_DeleteItemFromObject(r, kData); }},
+      {"data null", [](cJSON* r) { set_data(r, cJSON_CreateNull()); }},
+      {"data a text", [](cJSON* r) { set_data(r, cJSON_CreateString("text")); }},
+      {"data nested 900 deep", [](cJSON* r) { set_data(r, json(nested(900)).release()); }},
+      {"arguments null", [](cJSON* r) { set_arguments(r, json("null")); }},
+      {"arguments -1", [](cJSON* r) { set_arguments(r, json("-1")); }},
+      {"arguments 1e300", [](cJSON* r) { set_arguments(r, json("1e300")); }},
+      {"arguments lists", [](cJSON* r) { set_arguments(r, json("[{},[null]]")); }},
+      {"arguments empty", [](cJSON* r) { set_arguments(r, text("")); }},
+      {"arguments 5000 bytes long",
+       [](cJSON* r) { set_arguments(r, text(std::string(5000, 'x'))); }},
+      {"arguments not UTF-8", [](cJSON* r) { set_arguments(r, text("\xFF\xFE\x81\xC3 \x80")); }},
+      {"arguments full of specials",
+       [](cJSON* r) { set_arguments(r, text("\"\\\x01\n%s%n%n../;'\x7F")); }},
+  };
+  return table;
+}
+
+/// `page` with one more member that makes its command text as long as one can be.
+std::string longest_request(const std::string& page) {
+  const Json request = json(page);
+  cJSON_AddStringToObject(request.get(), "padding", "");
+  const std::size_t used = command_text(print(request.get())).size();
+  const std::string padding(used < kLongestCommand ? kLongestCommand - used : 0, 'x');
+  cJSON_ReplaceItemInObject(request.get(), "padding", text(padding).release());
+  return print(request.get());
+}
+
+Request request_for(const std::string& function, const std::string& label) {
+  const Json page(cJSON_CreateObject());
+  cJSON_AddStringToObject(page.get(), "fid", function.c_str());
+  return make_request(print(page.get()), label);
+}
+
+}  // namespace
+
+Request make_request(const std::string& page, const std::string& label) {
+  const neb::CJsonObject document(page);
+  std::string function;
+  if (!document.Get("fid", function) || function.empty())
+    throw std::invalid_argument("it is no JSON object with a text member \"fid\"");
+  if (function.size() >= QUORVEL_NAME_SIZE)
+    throw std::invalid_argument("its function name is longer than 99 bytes");
+  if (function == "config" || function == "getconfig")
+    throw std::invalid_argument("the service answers this function itself");
+  Request request = {label, page, lowered(function), command_text(page)};
+  if (request.command.size() > kLongestCommand)
+    throw std::invalid_argument("its command text is longer than 102399 bytes");
+  return request;
+}
+
+Request default_request(const std::string& function) {
+  // What the service itself asks when a page sends the bare word "readcardbas".
+  if (function == "readcardbas")
+    return make_request(R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})");
+  return request_for(function, "");
+}
+
+std::vector<Request> odd_requests(const std::string& page) {
+  // Printed again by the service's own document, so that the stricter parser takes it as well.
+  const std::string canonical = neb::CJsonObject(page).ToString();
+  std::vector<Request> requests;
+  const auto add = [&](const std::string& changed, const char* label) {
+    try {
+      requests.push_back(make_request(changed, label));
+    } catch (const std::invalid_argument&) {
+      // Does not fit any more, so no library will meet it.
+    }
+  };
+  for (const Oddity& oddity : oddities()) {
+    const Json changed = json(canonical);
+    oddity.apply(changed.get());
+    add(print(changed.get()), oddity.label);
+  }
+  add(longest_request(canonical), "as long as a request can be");
+  return requests;
+}
+
+std::vector<Request> unknown_functions(const std::string& declared) {
+  std::vector<Request> requests = {
+      request_for("no.such.function", "an unknown name"),
+      request_for(std::string(QUORVEL_NAME_SIZE - 1, 'a'), "a name of 99 bytes"),
+      request_for("\xD7\xD6\xFF", "a name that is not ASCII"),
+      request_for("%s%n", "printf directives")};
+  if (declared.size() > 1)
+    requests.push_back(request_for(declared.substr(0, declared.size() - 1), "a part of a name"));
+  return requests;
+}

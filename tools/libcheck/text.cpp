@@ -1,0 +1,81 @@
+#include "tools/libcheck/text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include "util/gbk.h"
+#include "util/text_conversion.h"
+
+namespace {
+
+bool is_continuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+bool is_control(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == '\x7F'; }
+
+std::string escaped(char byte) {
+  char text[8];
+  std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned char>(byte));
+  return text;
+}
+
+/// Length of the UTF-8 character that `lead` begins, 0 when it begins none.
+std::size_t utf8_length(char lead) {
+  const auto byte = static_cast<unsigned char>(lead);
+  if (byte < 0x80) return 1;
+  if (byte >= 0xC2 && byte < 0xE0) return 2;
+  if (byte >= 0xE0 && byte < 0xF0) return 3;
+  return byte >= 0xF0 && byte < 0xF5 ? 4 : 0;
+}
+
+bool is_utf8(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = utf8_length(text[0]);
+    if (length == 0 || text.size() < length) return false;
+    for (std::size_t i = 1; i < length; ++i)
+      if (!is_continuation(text[i])) return false;
+    text.remove_prefix(length);
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string readable(std::string_view text) {
+  std::string out;
+  while (!text.empty()) {
+    const std::size_t length = gbk_char_length(text);
+    std::string character;
+    if (length == 0 || is_control(text[0]) || !gbk_to_utf8(text.substr(0, length), character))
+      character = escaped(text[0]);
+    out += character;
+    text.remove_prefix(length == 0 ? 1 : length);
+  }
+  return out;
+}
+
+std::string readable_request(std::string_view text) {
+  return is_utf8(text) ? std::string(text) : readable(text);
+}
+
+bool gbk_to_utf8(std::string_view gbk, std::string& utf8) {
+  std::vector<char> out(2 * gbk.size() + 1);
+  const bool valid = gbk2utfa(gbk.data(), gbk.size(), out.data(), out.size()) == 0;
+  utf8 = out.data();
+  return valid;
+}
+
+bool looks_like_chinese_utf8(std::string_view text) {
+  return is_utf8(text) &&
+         std::any_of(text.begin(), text.end(), [](char byte) { return utf8_length(byte) == 3; });
+}
+
+std::string shortened(std::string_view utf8, std::size_t columns) {
+  std::string out;
+  std::size_t count = 0;
+  for (const char byte : utf8) {
+    if (!is_continuation(byte) && ++count > columns) return out + "...";
+    out += is_control(byte) ? escaped(byte) : std::string(1, byte);
+  }
+  return out;
+}

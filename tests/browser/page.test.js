@@ -1,0 +1,207 @@
+// The status and test page and quorvel.js in a real browser, against the installed service.
+// QUORVEL_SCREENSHOT=FILE.png writes the picture for the README as well.
+
+import assert from 'node:assert/strict';
+import {once} from 'node:events';
+import fs from 'node:fs';
+import https from 'node:https';
+import net from 'node:net';
+import {after, before, describe, it} from 'node:test';
+import {chromium} from 'playwright-core';
+import {freePort, makeCertificate, Service} from '../client/service.js';
+
+// Reasons of util/messages.h that reach the log and no client.
+const LOGGED_ONLY = new Set(['kInitFailed', 'kNotInitialised', 'kNoLibraryName', 'kAlreadyLoaded', 'kCannotLoad',
+                             'kMissingEntryPoint', 'kLibraryInitFailed', 'kPathTooLong']);
+
+const FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+               '--disable-background-networking', '--disable-component-update', '--disable-sync'];
+const launch = (...flags) => chromium.launch({executablePath: '/usr/bin/chromium', args: [...FLAGS, ...flags]});
+
+/** Opens `url`; `complaints` collects what the page throws or writes as an error. */
+async function openPage(where, url, options = {}) {
+  const page = await where.newPage({ignoreHTTPSErrors: true, locale: 'en-US', ...options});
+  const complaints = [];
+  page.on('pageerror', (error) => complaints.push(error.message));
+  page.on('console', (message) => message.type() === 'error' && complaints.push(message.text()));
+  await page.goto(url);
+  return {page, complaints};
+}
+
+let browser;
+before(async () => { browser = await launch(); });
+after(() => browser.close());
+
+const connected = (page) => page.waitForSelector('#connection[data-state=open]');
+const expectText = (page, selector, wanted) => page.waitForFunction(
+  ([place, part]) => document.querySelector(place).textContent.includes(part), [selector, wanted]);
+
+async function send(page, request) {
+  await page.fill('#request-text', request);
+  await page.press('#request-text', 'Control+Enter');
+}
+
+for (const tls of [false, true]) {
+  describe(`over ${tls ? 'https' : 'http'}`, () => {
+    let service, page, complaints;
+    before(async () => {
+      service = await Service.started({tls, cards: '\n[slow]\nname=slow\ndelay_ms=1000\n'});
+      ({page, complaints} = await openPage(browser, service.page));
+      await connected(page);
+    });
+    after(() => service.remove());
+
+    it('shows the card, explains failures and remembers both, with nothing refused by the browser', async () => {
+      await page.click('#read-card');
+      await expectText(page, '#members', '张三');
+      for (const [request, outcome] of [
+        ['{"fid":"nosuch"}', 'No reader library offers this function'],
+        ['hello', 'A request is a JSON object'],
+        ['{"fid":"readcardbas","data":{"person":"nocard"}}', '未检测到卡片'],
+        ['readcardbas', 'Success'],
+      ]) {
+        await send(page, request);
+        await expectText(page, '#outcome', outcome);
+      }
+      assert.match(await page.textContent('#raw-reply'), /^\{"result":"true",.*"name":"张三"/);
+      assert.equal(await page.locator('#history tr').count(), 5);
+      await page.getByRole('button', {name: /^Show nosuch of/}).click();
+      await expectText(page, '#outcome', '不支持该功能');
+      await page.getByRole('button', {name: '中文'}).click();
+      await expectText(page, '#outcome', '没有任何读卡库提供此功能');
+      assert.equal(await page.getAttribute('html', 'lang'), 'zh-CN');
+      await page.getByRole('button', {name: 'English'}).click();
+      assert.deepEqual(complaints, []);
+    });
+
+    it('explains every reason that the service gives, and so does the protocol\'s description', async () => {
+      const source = fs.readFileSync(new URL('../../util/messages.h', import.meta.url), 'utf8');
+      const reasons = [...source.matchAll(/ (k\w+)\[\] = "(.*)";/g)].filter(([, name]) => !LOGGED_ONLY.has(name));
+      assert.ok(reasons.length > 10);
+      const description = fs.readFileSync(new URL('../../docs/protocol.md', import.meta.url), 'utf8');
+      for (const [, name, reason] of reasons) {
+        assert.ok(description.includes(`\`${reason}\``), name);
+        const explained = await page.evaluate(async (errmsg) => {
+          const {explain} = await import('/reasons.js');
+          return explain({reply: {result: 'false', errmsg}}).original === errmsg;
+        }, reason.replace('%-4d', '80  ').replaceAll('%s', 'x'));
+        assert.ok(explained, name);
+      }
+    });
+
+    it('cancels a request that takes long', async () => {
+      await send(page, '{"fid":"readcardbas","data":{"person":"slow"}}');
+      await page.click('#cancel');
+      await expectText(page, '#outcome', 'Cancelled');
+      await page.waitForSelector('#cancel', {state: 'hidden'});
+    });
+
+    it('answers 20 requests at once on each of two sockets, in order', async () => {
+      const names = await page.evaluate((url) => Promise.all([0, 1].map((which) => new Promise((resolve, reject) => {
+        const socket = new WebSocket(url, 'ws');
+        const got = [];
+        const person = (i) => ((i + which) % 2 ? 'lisi' : 'zhangsan');
+        socket.onopen = () => {
+          for (let i = 0; i < 20; i++) socket.send(JSON.stringify({fid: 'readcardbas', data: {person: person(i)}}));
+        };
+        socket.onmessage = ({data}) => { if (got.push(JSON.parse(data).data.name) === 20) resolve(got); };
+        socket.onclose = reject;
+      }))), service.url);
+      const expected = (which) => Array.from({length: 20}, (_, i) => ((i + which) % 2 ? '李四' : '张三'));
+      assert.deepEqual(names, [expected(0), expected(1)]);
+    });
+
+    it('shows the server address and changes it to one that answers only', async () => {
+      const server = net.createServer().listen(0, '127.0.0.1').unref();
+      const change = async (ip, port) => {
+        await page.fill('#ip', ip);
+        await page.fill('#port', String(port));
+        await page.click('#save');
+      };
+      await expectText(page, '#stored', '192.168.100.100:47392');
+      await change('127.0.0.256', 70000);
+      await expectText(page, '#ip-error', 'IPv4 address');
+      await expectText(page, '#port-error', '1 to 65535');
+      await change('127.0.0.1', await freePort());
+      await expectText(page, '#settings-outcome', 'of 127.0.0.1 cannot be reached');
+      await expectText(page, '#settings-outcome', 'has not changed');
+      await change('127.0.0.1', server.address().port);
+      await expectText(page, '#settings-outcome', 'Saved');
+      await page.click('#reload');
+      await expectText(page, '#stored', `127.0.0.1:${server.address().port}`);
+      server.close();
+    });
+
+    it('helps when the service stops and is back by itself after a restart', async () => {
+      await service.stop();
+      await page.waitForSelector('#help');
+      await expectText(page, '#state-detail', 'next attempt in');
+      await page.click('#read-card');
+      await expectText(page, '#outcome', 'The service does not answer');
+      await service.start();
+      await connected(page);
+      await page.waitForSelector('#help', {state: 'hidden'});
+      await page.click('#read-card');
+      await expectText(page, '#outcome', 'Success');
+    });
+
+    it('lets a page use the delivered quorvel.js without an address', async () => {
+      const reply = await page.evaluate(async () => {
+        const {Quorvel} = await import('/quorvel.js');
+        const q = new Quorvel();
+        return {url: q.url, ...await q.call('cardpresent')};
+      });
+      assert.deepEqual(reply, {url: `${service.url}/`, result: 'true', fid: 'cardpresent', data: {present: 'true'}});
+    });
+  });
+}
+
+describe('from a page of another site', () => {
+  let service, site, origin, guarded;
+  before(async () => {
+    service = await Service.started();
+    makeCertificate(service.file('site'));
+    const [key, cert, script] = ['site.key', 'site.cert', 'mount-origin/quorvel.js'].map((name) => fs.readFileSync(service.file(name)));
+    site = https.createServer({key, cert}, ({url}, response) => {
+      if (url === '/lib/quorvel.js') response.setHeader('content-type', 'text/javascript').end(script);
+      else response.setHeader('content-type', 'text/html').end('<title>shop</title>');
+    }).listen(0, '127.0.0.1').unref();
+    await once(site, 'listening');
+    origin = `https://shop.test:${site.address().port}`;
+    guarded = await launch('--host-resolver-rules=MAP shop.test 127.0.0.1',
+                           `--ip-address-space-overrides=127.0.0.1:${site.address().port}=public`);
+  });
+  after(async () => {
+    await guarded.close();
+    site.close();
+    await service.remove();
+  });
+
+  for (const [permissions, outcome] of [[['local-network-access'], {data: {present: 'true'}, state: 'open'}],
+                                        [[], {kind: 'permission', permission: 'denied', state: 'idle'}]]) {
+    it(permissions.length ? 'works once the browser allows it' : 'is told that the browser forbids it', async () => {
+      const {page} = await openPage(guarded, origin, {permissions});
+      const got = await page.evaluate(async (url) => {
+        const {Quorvel} = await import('/lib/quorvel.js');
+        const q = new Quorvel({url});
+        const {kind, permission, data} = await q.call('cardpresent').catch((error) => error);
+        return JSON.stringify({kind, permission, data, state: q.state, usual: new Quorvel().url});
+      }, service.url);
+      assert.deepEqual(JSON.parse(got), {...outcome, usual: 'ws://127.0.0.1:47392/'});
+    });
+  }
+});
+
+it('writes the picture for the README', {skip: !process.env.QUORVEL_SCREENSHOT}, async () => {
+  const service = await Service.started({port: 47392});
+  const {page} = await openPage(browser, service.page, {viewport: {width: 1200, height: 800}});
+  await connected(page);
+  await send(page, '{"fid":"readcardbas","data":{"person":"nocard"}}');
+  await expectText(page, '#outcome', '未检测到卡片');
+  await page.getByRole('button', {name: 'Read basic data'}).click();
+  await page.click('#read-card');
+  await expectText(page, '#members', '张三');
+  await page.mouse.move(0, 0);
+  await page.screenshot({path: process.env.QUORVEL_SCREENSHOT, fullPage: true});
+  await service.remove();
+});

@@ -1,0 +1,86 @@
+// The installed service in a temporary copy, on a free port. QUORVEL_STAGE names the installation.
+
+import {execFileSync} from 'node:child_process';
+import {once} from 'node:events';
+import fs from 'node:fs';
+import net from 'node:net';
+import os from 'node:os';
+import path from 'node:path';
+import {setTimeout as sleep} from 'node:timers/promises';
+
+const LIMIT_MS = 20_000;
+const POLL_MS = 25;
+
+async function until(what, condition) {
+  for (const end = Date.now() + LIMIT_MS; !await condition(); await sleep(POLL_MS)) {
+    if (Date.now() > end) throw new Error(`not within ${LIMIT_MS} ms: ${what}`);
+  }
+}
+
+/** A TCP port of 127.0.0.1 at which nothing listens. */
+export async function freePort() {
+  const server = net.createServer().listen(0, '127.0.0.1');
+  await once(server, 'listening');
+  const {port} = server.address();
+  await once(server.close(), 'close');
+  return port;
+}
+
+/** Makes FILE.key and FILE.cert for localhost. */
+export function makeCertificate(file) {
+  execFileSync('openssl', ['req', '-x509', '-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256', '-nodes', '-days', '2',
+                           '-subj', '/CN=localhost', '-keyout', `${file}.key`, '-out', `${file}.cert`], {stdio: 'ignore'});
+}
+
+export class Service {
+  /** A running service; `cards` is appended to the demo library's card file. */
+  static async started({tls = false, cards = '', port} = {}) {
+    const stage = process.env.QUORVEL_STAGE;
+    if (!stage) throw new Error('QUORVEL_STAGE must name the directory of an installed service');
+    const service = new Service();
+    service.tls = tls;
+    service.port = port ?? await freePort();
+    service.dir = fs.realpathSync(fs.mkdtempSync(path.join(os.tmpdir(), 'quorvel-js-')));
+    for (const part of ['bin', 'mount-origin']) fs.cpSync(path.join(stage, part), service.file(part), {recursive: true});
+    const ini = service.file('bin/quorvel_service.ini');
+    fs.writeFileSync(ini, fs.readFileSync(ini, 'latin1').replace(/^localport=.*/m, `localport=${service.port}`), 'latin1');
+    fs.appendFileSync(service.file('bin/demo_cards.ini'), cards);
+    if (tls) makeCertificate(service.file('localhost-100y'));
+    await service.start();
+    return service;
+  }
+
+  file(name) { return path.join(this.dir, name); }
+  get url() { return `${this.tls ? 'wss' : 'ws'}://localhost:${this.port}`; }
+  get page() { return `${this.tls ? 'https' : 'http'}://localhost:${this.port}/`; }
+
+  async start() {
+    const log = fs.openSync(this.file('log'), 'w');
+    execFileSync('bin/quorvelserver', this.tls ? ['-s'] : [], {cwd: this.dir, stdio: ['ignore', log, log]});
+    fs.closeSync(log);
+    await until('the service listens', () => fs.readFileSync(this.file('log'), 'latin1').includes('Server RUNNING'));
+    const exe = this.file('bin/quorvelserver');
+    this.pid = fs.readdirSync('/proc').filter(Number).find((pid) => runs(pid, exe));
+  }
+
+  async stop() {
+    if (!this.pid) return;
+    process.kill(this.pid, 'SIGINT');
+    await until('the service ends', () => !runs(this.pid, this.file('bin/quorvelserver')));
+    this.pid = undefined;
+  }
+
+  async remove() {
+    await this.stop();
+    fs.rmSync(this.dir, {recursive: true});
+  }
+}
+
+/** False also for a process that has ended and whose exit status nobody has collected. */
+function runs(pid, exe) {
+  try {
+    return fs.readlinkSync(`/proc/${pid}/exe`) === exe;
+  } catch {
+    return false;
+  }
+}

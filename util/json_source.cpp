@@ -1,5 +1,6 @@
 #include "util/json_source.h"
 
+#include <algorithm>
 #include <charconv>
 #include <clocale>
 #include <cmath>
@@ -179,11 +180,12 @@ bool JsonSource::string() {
   const std::size_t start = at++;
   rewritten += '"';
   while (at < source.size() && source[at] != '"') {
-    if (source[at] == '\\') {
-      if (!escape()) break;
-    } else {
-      rewritten += source[at++];
-    }
+    const char* plain = source.data() + at;
+    const char* end = std::find_if(plain, source.data() + source.size(),
+                                   [](char c) { return c == '"' || c == '\\'; });
+    rewritten.append(plain, end);
+    at += static_cast<std::size_t>(end - plain);
+    if (at < source.size() && source[at] == '\\' && !escape()) break;
   }
   if (at >= source.size()) {
     at = start;

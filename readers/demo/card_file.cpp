@@ -48,15 +48,19 @@ void CardFile::refresh() {
   const std::string charset = fresh->GetStr(kReaderSection, "charset");
   if (charset != "gbk" && charset != "utf-8")
     throw Failure(failures::kCardFile, "[READER] charset=" + charset);
+  is_utf8 = charset == "utf-8";
+  converted.clear();
   cards = std::move(fresh);
   state = now;
 }
 
 std::string CardFile::text(const std::string& section, const char* key) const {
   std::string value = cards->GetStr(section.c_str(), key);
-  if (std::strcmp(cards->GetStr(kReaderSection, "charset"), "utf-8") == 0) return value;
+  if (is_utf8) return value;
+  const auto known = converted.find(value);
+  if (known != converted.end()) return known->second;
   try {
-    return gbk_to_utf8(value);
+    return converted[value] = gbk_to_utf8(value);
   } catch (const std::invalid_argument&) {
     throw Failure(failures::kCardFile, "[" + section + "] " + key + u8"：与charset不符");
   }

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <map>
 #include <memory>
 #include <string>
 
@@ -28,4 +29,6 @@ class CardFile {
   std::string path;
   struct stat state = {};  // of the file that `cards` was read from
   std::unique_ptr<CIni> cards;
+  bool is_utf8 = false;
+  mutable std::map<std::string, std::string> converted;  // values met so far, in UTF-8
 };

@@ -1,0 +1,46 @@
+# Run by CPack when the program's folder stands in the staging root: adds the files that Debian
+# expects elsewhere in the system.
+
+set(root ${CPACK_TEMPORARY_DIRECTORY})
+set(program ${root}${CPACK_PACKAGING_INSTALL_PREFIX})
+set(from ${CPACK_QUORVEL_PACKAGING})
+set(doc usr/share/doc/${CPACK_PACKAGE_NAME})
+
+# place(FILE FOLDER [NAME]): puts a file of packaging/ into a folder of the staging root. Not by
+# file(INSTALL): CPack runs this with DESTDIR set.
+function(place file folder)
+  get_filename_component(name ${file} NAME)
+  if(ARGC GREATER 2)
+    set(name ${ARGV2})
+  endif()
+  configure_file(${from}/${file} ${root}/${folder}/${name} COPYONLY
+                 FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+endfunction()
+
+place(quorvelserver.service usr/lib/systemd/system)
+place(quorvelserver.default etc/default quorvelserver)
+place(60-quorvelserver.rules usr/lib/udev/rules.d)
+place(debian/copyright ${doc})
+place(debian/lintian-overrides usr/share/lintian/overrides quorvelserver)
+
+file(RENAME ${program}/share/man ${root}/usr/share/man)
+configure_file(${from}/debian/changelog.in ${root}/${doc}/changelog @ONLY
+               FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+file(GLOB_RECURSE compressible ${root}/usr/share/man/*.[1-8] ${root}/${doc}/changelog)
+execute_process(COMMAND gzip -9n ${compressible} COMMAND_ERROR_IS_FATAL ANY)
+
+file(MAKE_DIRECTORY ${root}/var/lib/quorvelserver ${root}/usr/bin)
+# Folders made here follow the builder's umask; the package's do not.
+file(CHMOD_RECURSE ${root} DIRECTORY_PERMISSIONS
+     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+# The page is found in the working directory, whose owner and mode are set at installation.
+file(CREATE_LINK ${CPACK_PACKAGING_INSTALL_PREFIX}/mount-origin
+     ${root}/var/lib/quorvelserver/mount-origin SYMBOLIC)
+# The commands are found by name. The service itself is not linked: it looks for its INI files in
+# the folder of the path under which it is started.
+file(GLOB commands RELATIVE ${program}/bin ${program}/bin/quorvel-*)
+foreach(command IN LISTS commands)
+  file(CREATE_LINK ${CPACK_PACKAGING_INSTALL_PREFIX}/bin/${command} ${root}/usr/bin/${command}
+       SYMBOLIC)
+endforeach()

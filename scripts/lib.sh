@@ -1,0 +1,57 @@
+# shellcheck shell=bash
+# Shared by the scripts, which source it: installing what they need, and building.
+
+root=$(dirname "$(dirname "$(realpath "${BASH_SOURCE[0]}")")")
+jobs=$(nproc)
+
+say() { printf '\n== %s\n' "$1"; }
+
+fail() {
+  echo "${0##*/}: $1" >&2
+  exit 1
+}
+
+# Succeeds if the package, or what it would bring, is there. Node.js 18 serves the tests wherever
+# it comes from; Debian's own would clash with another one.
+is_installed() {
+  case $1 in
+    nodejs) [[ $(node --version 2>/dev/null) =~ ^v([0-9]+) && ${BASH_REMATCH[1]} -ge 18 ]] && return ;;
+    npm) command -v npm >/dev/null && return ;;
+  esac
+  [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# need GROUP...: installs the packages of the groups in packages.txt that are missing.
+need() {
+  local group package missing=() as_root=()
+  while read -r group package; do
+    if [[ " $* " == *" $group "* ]] && ! is_installed "$package"; then
+      missing+=("$package")
+    fi
+  done < <(grep -v '^#' "$root/scripts/packages.txt")
+  if [[ ${#missing[@]} -eq 0 ]]; then
+    return
+  fi
+  say "installing ${missing[*]}"
+  if [[ $EUID -ne 0 ]]; then
+    command -v sudo >/dev/null || fail "as root, run: apt-get install ${missing[*]}"
+    as_root=(sudo)
+  fi
+  "${as_root[@]}" apt-get update -q
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -q -y --no-install-recommends "${missing[@]}"
+}
+
+# build PRESET: configures and builds into build/PRESET.
+build() {
+  say "building ($1)"
+  (cd "$root" && cmake --preset "$1" && cmake --build --preset "$1" -j "$jobs")
+}
+
+# Builds the product alone, which needs no test package, with the settings of the preset release.
+product=$root/build/product
+build_product() {
+  say "building"
+  (cd "$root" && cmake --preset release -B "$product" -DQUORVEL_TESTS=OFF)
+  cmake --build "$product" -j "$jobs"
+}

@@ -1,0 +1,131 @@
+// Clients that break off, talk nonsense or never read, and a reader that takes its time: the others
+// are served meanwhile, no reply is lost, nothing stays behind.
+
+#include <sys/socket.h>
+
+#include <atomic>
+#include <thread>
+
+#include "bench/load/ws_socket.h"
+#include "tests/e2e/service_test.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr unsigned char kWholeText = 0x81;
+
+class ClientFaultTest : public ServiceTest {
+ protected:
+  /// Checks the service's resident memory, in bytes.
+  void expect_size_below(size_t limit) {
+#ifdef __SANITIZE_ADDRESS__
+    (void)limit;  // the sanitizer keeps freed memory for a while
+#else
+    EXPECT_LT(daemon->process().resident_bytes(), limit);
+#endif
+  }
+};
+
+TEST_F(ClientFaultTest, ConnectionsThatBreakOffLeaveNoMemoryAndNoDescriptor) {
+  constexpr size_t kSpread = 262144;  // bytes that the allocator may come to use more or less
+  constexpr int kRounds = 5;
+  constexpr int kRoundsToReachItsSize = 2;
+  constexpr int kConnections = 100;
+  const struct {
+    std::string name;
+    bool upgraded;
+    std::string bytes;
+  } faults[] = {
+      {"garbage", false, std::string(5000, '\x16')},
+      {"half a handshake", false, "GET / HTTP/1.1\r\nUpgrade: websocket\r\n"},
+      {"half a message", true, masked_frame(0x01, "{" + std::string(1000, 'x'))},
+      {"half a frame", true, masked_frame(kWholeText, std::string(9000, 'x')).substr(0, 4500)},
+      {"half a frame's head", true, "\x81"},
+      {"an unmasked frame", true, "\x81\x02{}"},
+      {"a reserved bit", true, masked_frame(0xC1, "{}")},
+      {"a reserved kind", true, masked_frame(0x83, "{}")},
+      {"a frame that claims to be huge", true, "\x81\xFF\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
+      {"a request whose reply nobody awaits", true, masked_frame(kWholeText, echo_request(1))},
+  };
+  start();
+  size_t size_before = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    if (round == kRoundsToReachItsSize) size_before = daemon->process().resident_bytes();
+    for (const auto& fault : faults) {
+      std::vector<WsSocket> upgraded;
+      std::vector<TcpSocket> others;
+      for (int count = 0; count < kConnections; ++count) {
+        if (fault.upgraded) {
+          upgraded.emplace_back(port).send(fault.bytes);
+        } else {
+          others.push_back(TcpSocket::connect(port));
+          others.back().send(fault.bytes);
+        }
+      }
+      EXPECT_EQ(echo_reply(round), ask(echo_request(round))) << fault.name;
+    }
+    wait_until_idle();
+  }
+  expect_size_below(size_before + kSpread);
+}
+
+TEST_F(ClientFaultTest, ClientThatDoesNotReadHoldsUpNobodyAndGetsAllRepliesInTheEnd) {
+  constexpr size_t kBuffered = 1048576;  // bytes
+  constexpr int kRequests = 30000;       // their replies exceed what sockets buffer
+  start();
+  std::string requests;
+  std::string replies;
+  for (int number = 0; number < kRequests; ++number) {
+    const std::string pad(500, static_cast<char>('a' + number % 26));
+    requests += masked_frame(kWholeText, R"({"fid":"echo","platform":")" + pad + "\"}");
+    const std::string reply = echoed(R"({"platform":")" + pad + "\"}");
+    replies += {'\x81', 126, static_cast<char>(reply.size() >> 8), static_cast<char>(reply.size())};
+    replies += reply;
+  }
+  const size_t size_before = daemon->process().resident_bytes();
+  const WsSocket lazy(port);
+  std::atomic<size_t> sent = 0;
+  std::thread sender([&] {
+    constexpr size_t kBlock = 10000;
+    for (; sent < requests.size(); sent += kBlock)
+      lazy.send(std::string_view(requests).substr(sent, kBlock));
+  });
+  WsClient witness = connect();
+  for (size_t progress = 1; progress != sent;) {  // until the service reads no more from it
+    progress = sent;
+    for (int number = 0; number < 200; ++number)
+      EXPECT_EQ(echo_reply(number), witness.ask(echo_request(number)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  EXPECT_LT(sent, requests.size()) << "the service should have stopped reading";
+  expect_size_below(size_before + kBuffered);
+  std::string received(replies.size(), '\0');
+  EXPECT_EQ(static_cast<ssize_t>(received.size()),
+            recv(lazy.descriptor(), received.data(), received.size(), MSG_WAITALL));
+  EXPECT_TRUE(replies == received);
+  sender.join();
+}
+
+TEST_F(ClientFaultTest, SlowReaderDelaysOthersButLosesNothing) {
+  write_file(folder.path() / "bin/demo_cards.ini",
+             "[READER]\ncharset=utf-8\n[slow]\nname=x\ndelay_ms=400\n");
+  start({"functions", "libquorveldemo"});
+  const std::string slow = R"({"fid":"readphotoref","data":{"person":"slow"}})";
+  const std::string reply = R"({"result":"true","fid":"readphotoref","data":{"photo":""}})";
+  WsClient asker = connect();
+  WsClient vanishing = connect();
+  WsClient other = connect();
+  vanishing.send(slow);
+  asker.send(slow);
+  other.send(echo_request(1));
+  vanishing.vanish();  // while the reader works for it
+  EXPECT_EQ(echo_reply(1), other.receive());
+  EXPECT_EQ(reply, asker.receive());
+  // SIGINT takes effect when the reader is done.
+  asker.send(slow);
+  other.send(slow);
+  EXPECT_EQ(0, daemon->stop()) << daemon->errors();
+}
+
+}  // namespace

@@ -1,0 +1,171 @@
+// Want of descriptors, of disk space and of somebody who reads the output; SIGINT at any moment.
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <list>
+#include <system_error>
+#include <thread>
+
+#include "bench/load/ws_socket.h"
+#include "tests/e2e/service_test.h"
+#include "util/unique_fd.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using SystemFaultTest = ServiceTest;
+
+void check(int result, const std::string& what) {
+  if (result != 0) throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// Limits the descriptors of the processes that this one starts, and its own, until it is
+/// destroyed.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t limit) {
+    check(getrlimit(RLIMIT_NOFILE, &before), "getrlimit");
+    rlimit lower = before;
+    lower.rlim_cur = limit;
+    check(setrlimit(RLIMIT_NOFILE, &lower), "setrlimit");
+  }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before); }
+
+ private:
+  rlimit before{};
+};
+
+TEST_F(SystemFaultTest, WithoutFreeDescriptorsOpenConnectionsAreServedAndNewOnesOnceSomeAreFreed) {
+  constexpr rlim_t kLimit = 64;
+  {
+    const DescriptorLimit limit(kLimit);
+    start();
+  }
+  options.limit = std::chrono::seconds(1);
+  std::vector<WsClient> clients;
+  const auto connect_all = [&] {
+    while (clients.size() < kLimit) clients.push_back(connect());
+  };
+  EXPECT_THROW(connect_all(), WsFailure);
+  ASSERT_GT(clients.size(), kLimit / 2);
+  // More that want to be let in, which must not busy the service.
+  constexpr size_t kWaiting = 5;
+  std::vector<TcpSocket> waiting;
+  waiting.reserve(kWaiting);
+  while (waiting.size() < kWaiting) waiting.push_back(TcpSocket::connect(port));
+  options.limit = std::chrono::seconds(60);
+  for (WsClient& client : clients) {
+    EXPECT_EQ(echo_reply(1), client.ask(echo_request(1)));
+    EXPECT_EQ(u8R"({"result":"false","errmsg":"不支持该功能.","fid":"nosuch"})",
+              client.ask(R"({"fid":"nosuch"})"));
+  }
+  EXPECT_LT(daemon->errors().size(), 1000000U) << "the log is flooded";
+  clients.clear();
+  waiting.clear();
+  wait_until_idle();
+  EXPECT_EQ(echo_reply(2), ask(echo_request(2)));
+}
+
+TEST_F(SystemFaultTest, OutputThatNobodyReadsOrThatIsClosedHoldsUpNothing) {
+  const auto expect_service = [this] {
+    WsClient client = connect();
+    for (int number = 0; number < 2000; ++number)  // each leaves a line in the log
+      ASSERT_EQ(echo_reply(number), client.ask(echo_request(number)));
+    EXPECT_EQ(failure("错误信息:无法识别的指令"), client.ask(std::string(9000, 'x')));
+    client.close();
+    TearDown();
+  };
+  const fs::path outputs[] = {folder.path() / "output.txt", folder.path() / "errors.txt"};
+  for (const bool reader_stays : {true, false}) {
+    std::list<UniqueFd> readers;
+    for (const fs::path& output : outputs) {
+      fs::remove(output);
+      check(mkfifo(output.c_str(), 0600), output);
+      readers.emplace_back(open(output.c_str(), O_RDWR | O_CLOEXEC));
+    }
+    start();
+    if (!reader_stays) readers.clear();
+    expect_service();
+  }
+  for (const fs::path& output : outputs) fs::remove(output);
+  // The service is started with its three standard descriptors closed, from a folder beside.
+  fs::rename(folder.path() / "bin", folder.path() / "real");
+  fs::create_directory(folder.path() / "bin");
+  write_file(folder.program(), "#!/bin/sh\nexec real/quorvelserver <&- >&- 2>&-\n");
+  fs::permissions(folder.program(), fs::perms::owner_all);
+  daemon.emplace(folder);
+  daemon->wait_until_listening(port);
+  expect_service();
+}
+
+/// A small file system that is unmounted at the end.
+class SmallDisk {
+ public:
+  explicit SmallDisk(fs::path directory)
+      : path(std::move(directory)),
+        mounted(fs::create_directory(path) &&
+                mount("none", path.c_str(), "tmpfs", 0, "size=16k") == 0) {}
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+  ~SmallDisk() {
+    if (mounted) umount2(path.c_str(), MNT_DETACH);
+  }
+
+  bool usable() const { return mounted; }
+
+ private:
+  const fs::path path;
+  const bool mounted;
+};
+
+TEST_F(SystemFaultTest, FullDiskLeavesTheSettingsAsTheyWere) {
+  const SmallDisk disk(folder.path() / "disk");
+  if (!disk.usable()) GTEST_SKIP() << "mounting a file system takes more rights";
+  start();
+  // The new address needs more bytes than the last page has.
+  const std::string settings = "[SERVER]\nSERVER_IP=1\nSERVER_PORT=2\n";
+  const std::string before = settings + std::string(4096 - settings.size(), ';');
+  const fs::path file = folder.path() / "disk/quorvel.ini";
+  write_file(file, before);
+  fs::remove(folder.server_ini());
+  fs::create_symlink(file, folder.server_ini());
+  EXPECT_THROW(write_file(folder.path() / "disk/filler", std::string(16384, 'x')),
+               std::runtime_error);
+  const TcpSocket listener = TcpSocket::listen(8);
+  const std::string request =
+      R"({"fid":"config","ip":"127.0.0.1","port":)" + std::to_string(listener.local_port()) + "}";
+  ask(request);
+  EXPECT_TRUE(before == read_file(file));
+  EXPECT_EQ(R"({"result":"true","ip":"1","port":"2"})", ask(R"({"fid":"getconfig"})"));
+  EXPECT_TRUE(said("No space left on device")) << daemon->output();
+  fs::remove(folder.path() / "disk/filler");
+  EXPECT_EQ(R"({"result":"true"})", ask(request));
+  EXPECT_EQ(R"({"result":"true","ip":"127.0.0.1","port":")" +
+                std::to_string(listener.local_port()) + "\"}",
+            ask(R"({"fid":"getconfig"})"));
+}
+
+TEST_F(SystemFaultTest, InterruptAtAnyMomentEndsTheService) {
+  constexpr int kMoments = 60;
+  folder.write_service_ini({"libquorveldemo.so"}, port);
+  for (int moment = 0; moment < kMoments; ++moment) {
+    daemon.emplace(folder);
+    std::this_thread::sleep_for(std::chrono::microseconds(500) * moment);
+    const bool serves = said("Server Initializing");
+    const int status = daemon->stop();
+    EXPECT_TRUE(status == 0 || (!serves && status == 128 + SIGINT))
+        << status << " at moment " << moment << "\n"
+        << daemon->errors();
+  }
+}
+
+}  // namespace

@@ -60,7 +60,7 @@ void ServiceFolder::write_service_ini(const std::vector<std::string>& libraries,
 }
 
 fs::path ServiceFolder::make_certificate() const {
-  const fs::path certificate = path() / "localhost-100y.cert";
+  fs::path certificate = path() / "localhost-100y.cert";
   const ProgramResult result =
       run_program({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
                    "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=localhost",

@@ -29,6 +29,8 @@ class WsClient {
   explicit WsClient(uint16_t port, const WsOptions& options = {});
   WsClient(WsClient&&) noexcept;
   WsClient& operator=(WsClient&&) noexcept;
+  WsClient(const WsClient&) = delete;
+  WsClient& operator=(const WsClient&) = delete;
   ~WsClient();  ///< closes the TCP connection without a closing handshake
 
   void send(std::string_view text);

@@ -65,9 +65,9 @@ double of_service(const Results& results, ServerKind other, const char* metric) 
                        {"connections", kTargetConnections, other, metric});
 }
 
-/// How many times as long a request takes at the end of an axis as at its start.
+/// How many times the CPU time of a request at the start of an axis it takes at the end.
 double growth(const Results& results, ServerKind kind, const char* series, int start, int end) {
-  return results.ratio({series, start, kind, "rps"}, {series, end, kind, "rps"});
+  return results.ratio({series, end, kind, "cpu_us"}, {series, start, kind, "cpu_us"});
 }
 
 double megabytes_over_bare(const Results& results) {
@@ -125,12 +125,12 @@ void print_targets(const Results& results) {
                megabytes <= kMostMegabytesOverBare, megabytes);
   const double idle = growth(results, ServerKind::kService, "idle", 0, 1000);
   const double bare_idle = growth(results, ServerKind::kBare, "idle", 0, 1000);
-  print_target("cost with 1,000 idle connections, times that with none: below 1.1",
+  print_target("CPU time with 1,000 idle connections, times that with none: below 1.1",
                idle < kVisibleGrowth, idle);
   print_target("  of the bare server's growth: below 1.1", idle / bare_idle < kVisibleGrowth,
                idle / bare_idle);
   const double held = growth(results, ServerKind::kService, "held", 0, 99);
-  print_target("cost with 99 table entries held, times that with none: below 1.1",
+  print_target("CPU time with 99 table entries held, times that with none: below 1.1",
                held < kVisibleGrowth, held);
 }
 

@@ -86,8 +86,8 @@ TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe
       bin + "functions.so loaded! \n",
       R"({"result":"false","errmsg":"错误类型：St13runtime_error 错误信息 ：卡\"1\"\u000a "})"};
   for (const auto& [reader, reason] : refused) {
-    errors.push_back(R"({"result":"false","errmsg":"初始化)" + bin + reader + ".so失败 " + reason +
-                     " \"}");
+    std::string error = R"({"result":"false","errmsg":"初始化)";
+    errors.push_back(error.append(bin).append(reader).append(".so失败 ").append(reason) + " \"}");
   }
   for (const std::string& error : errors) {
     EXPECT_TRUE(said("\n?error  = " + error + "?\n")) << error << "\n" << daemon->output();

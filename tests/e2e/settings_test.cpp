@@ -41,7 +41,8 @@ TEST_F(SettingsTest, AddressIsStoredOnlyWhenItIsValidAndAnswers) {
       {R"({"fid":"config","ip":127,"port":)" + listening + "}", no_address},
       {config(longest + "x", listening), no_address},
       {config(R"(127.0.0.1\nSERVER_IP=6.6.6.6)", listening), no_address},
-      {config(R"(127.0.0.1\r[X])", listening), no_address},
+      {config(R"(127.0.0.1\r)", listening), no_address},
+      {config("127.0.0.1 [X]", listening), no_address},  // would read as a section's header
       {config("127.0.0.1", "\"" + listening + "\""), no_port},
       {config("127.0.0.1", "0"), no_port},
       {R"({"fid":"config","ip":"127.0.0.1"})", no_port},

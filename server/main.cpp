@@ -15,6 +15,7 @@
 #include "server/startup.h"
 #include "util/local_address.h"
 #include "util/reply.h"
+#include "util/text_conversion.h"
 
 char xtjg[20];
 volatile std::sig_atomic_t interrupted = 0;
@@ -97,6 +98,11 @@ void explain_failed_start(const lws_context_creation_info& info) {
       info.port);
 }
 
+UniqueContext create_context(const lws_context_creation_info& info) {
+  const DescriptorReserve reserve;
+  return UniqueContext(lws_create_context(&info));
+}
+
 void log_listening_line() {
   char addresses[kAddressListSize] = {};
   get_localip(addresses, sizeof addresses);
@@ -144,6 +150,8 @@ void load_libraries() {
   const std::string banner =
       format_text("Starting Orvex WebSocket Server Version %s of Brennic\n", Webversion);
   lwsl_user("%s", banner.c_str());
+  if (!preload_conversion())
+    lwsl_err("the C library can't convert GBK to UTF-8: install its gconv modules\n");
   char errtext[kErrorTextSize] = {};
   libmanager.init(errtext, sizeof errtext);
   lwsl_user("Load library ok:\n");
@@ -164,7 +172,7 @@ int main(int argc, const char** argv) {
 
   lwsl_user("Server Initializing \n");
   const lws_context_creation_info info = context_settings(argc, argv);
-  const UniqueContext context(lws_create_context(&info));
+  const UniqueContext context(create_context(info));
   if (!context) {
     lwsl_err("Server init failed\n");
     explain_failed_start(info);

@@ -46,6 +46,9 @@ void set_failure(per_conn_data& conn, const char* reason) {
   char reply[kReplySize];
   write_failure(reply, sizeof reply, reason);
   set_reply(conn, reply);
+  if (conn.payload_len > 0) return;
+  write_failure(conn.payload, sizeof conn.payload, messages::kNoConversion);
+  conn.payload_len = static_cast<std::int32_t>(std::strlen(conn.payload));
 }
 
 /// Writes what the client is told of an exception to `reply` of `size` bytes, and prints it. The

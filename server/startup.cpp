@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -74,6 +75,18 @@ void secure_standard_descriptors() {
   unblock_pipe(STDOUT_FILENO);
   unblock_pipe(STDERR_FILENO);
   std::signal(SIGPIPE, SIG_IGN);
+}
+
+DescriptorReserve::DescriptorReserve() {
+  constexpr rlim_t kLargestReserve = 64;
+  if (getrlimit(RLIMIT_NOFILE, &before) != 0) return;
+  rlimit lower = before;
+  lower.rlim_cur -= std::min(before.rlim_cur / 4, kLargestReserve);
+  setrlimit(RLIMIT_NOFILE, &lower);
+}
+
+DescriptorReserve::~DescriptorReserve() {
+  if (before.rlim_cur > 0) setrlimit(RLIMIT_NOFILE, &before);
 }
 
 void create_shared_memory(int variant) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/resource.h>
+
 #include <cstddef>
 
 /// 1 when the working directory's path contains "quorvelkglserver", else 0; -1 until getcurlx ran.
@@ -18,6 +20,21 @@ void require_working_directory();
 /// error that lead into a pipe no longer block when nobody reads there: messages are lost then,
 /// and so they are when the reader is gone.
 void secure_standard_descriptors();
+
+/// Lowers the process's limit of descriptors while it lives. libwebsockets takes the limit at the
+/// creation of its context for its own, and drops connections beyond; what lies above stays for the
+/// reader libraries and the service's files. Without that, accepting would fail for want of a
+/// descriptor, and libwebsockets would try again without a pause.
+class DescriptorReserve {
+ public:
+  DescriptorReserve();
+  ~DescriptorReserve();
+  DescriptorReserve(const DescriptorReserve&) = delete;
+  DescriptorReserve& operator=(const DescriptorReserve&) = delete;
+
+ private:
+  rlimit before{};
+};
 
 /// Creates the service's System V shared-memory segment, unless it exists. `variant` is curlx.
 void create_shared_memory(int variant);

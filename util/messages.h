@@ -9,7 +9,8 @@ inline constexpr char kUnrecognised[] = "错误信息:无法识别的指令";
 inline constexpr char kBusy[] = "服务忙，请稍后再试！";
 inline constexpr char kMessageTooLong[] = "请求内容过长！";
 inline constexpr char kUnusableReply[] = "应答内容无效！";
-inline constexpr char kException[] = "错误类型：%s 错误信息 ：%s ";  // type name, what()
+inline constexpr char kNoConversion[] = "GBK conversion is not available";  // ASCII: sent as it is
+inline constexpr char kException[] = "错误类型：%s 错误信息 ：%s ";         // type name, what()
 
 // Dispatcher.
 inline constexpr char kNoFunctionName[] = "未传入服务名！";

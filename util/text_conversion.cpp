@@ -7,6 +7,9 @@
 
 namespace {
 
+constexpr char kGbk[] = "gbk";
+constexpr char kUtf8[] = "utf-8";
+
 class Converter {
  public:
   Converter(const char* to, const char* from) : handle(iconv_open(to, from)) {}
@@ -30,8 +33,14 @@ class Converter {
 
 }  // namespace
 
+bool preload_conversion() {
+  // The C library unloads a character set when its last converter is closed.
+  static const Converter kept_open(kUtf8, kGbk);
+  return kept_open.valid();
+}
+
 int gbk2utfa(const char* in, std::size_t inlen, char* out, std::size_t outlen) {
-  Converter converter("utf-8", "gbk");
+  Converter converter(kUtf8, kGbk);
   if (outlen > 0) std::memset(out, 0, outlen);
   return converter.valid() && converter.convert(in, inlen, out, outlen) ? 0 : -1;
 }

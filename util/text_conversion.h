@@ -9,6 +9,11 @@
 /// `out` then holds what was converted up to there.
 int gbk2utfa(const char* in, std::size_t inlen, char* out, std::size_t outlen);
 
+/// Loads what the conversion needs and keeps it for the life of the process; later conversions then
+/// work also when no descriptor is free to open a file with. False when GBK can't be converted on
+/// this system.
+bool preload_conversion();
+
 /// Converts the NUL-terminated GBK text `source` into `destination`, using twice the source's
 /// length there: room that every valid text, with its terminator, fits into. `destination_size`
 /// is a further bound for a caller whose buffer may be smaller. An empty source writes nothing.

@@ -15,7 +15,7 @@ const SERVICE_REASONS = [
   [/^取参数:端口/, 'noPort'],
   [/^请检网络-连接(.*):(-?\d+) *失败/, 'unreachable'],
   [/^(?:打开配置文件|取配置参数|配置文件路径)/, 'settingsFile'],
-  [/^socket创建失败|^建立链接出错|错误类型/, 'internal'],
+  [/^socket创建失败|^建立链接出错|错误类型|^GBK conversion/, 'internal'],
 ];
 
 /**

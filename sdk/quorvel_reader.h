@@ -105,11 +105,11 @@ QUORVEL_EXPORT void uninit(void);
  *
  * The member "fid" of the reply: a reply that contains the five characters "fid" (with the
  * quotation marks) anywhere is passed on byte for byte. Any other reply is parsed and printed again
- * with the member "fid" appended, if that fits. The service does this byte by byte and takes every
- * byte 0x5C for a backslash, also the second byte of a GBK character, which damages the text. A
- * library whose texts can hold such characters therefore writes the member "fid" itself and leaves
- * the byte 0x5C inside a character as it is (not doubled). Writing "fid" always is the simple and
- * safe choice. */
+ * with the member "fid" appended, if that fits: its white space goes, and numbers with a fraction
+ * get six digits after the point. Writing "fid" always is the simple and safe choice.
+ *
+ * The byte 0x5C: as the second byte of a GBK character it is part of the character, not a
+ * backslash. Leave it as it is (not doubled) when you escape a text. */
 QUORVEL_EXPORT int32_t scommand(const char* name, const char* command, char* reply);
 
 #ifdef __cplusplus

@@ -161,8 +161,7 @@ void run(const std::string& name, std::string_view command, CardFile& cards, cJS
   function.run({cards, data, out});
 }
 
-/// A reply carries "fid" itself: the names and addresses on cards can hold GBK characters whose
-/// second byte is 0x5C, which only such a reply brings to the page unharmed.
+/// A reply carries "fid" itself, so that the service passes it on as it is.
 std::string success_reply(const std::string& function, Json data) {
   const Json reply = new_object();
   add_text(reply.get(), "result", "true");

@@ -38,7 +38,7 @@ int32_t misbehave(std::string_view name, const char* command, char* reply) {
   if (name == "broken") return answer(reply, R"({"result":"true","name":"a"b"})");
   if (name == "boolean") return answer(reply, R"({"result":true})");
   if (name == "mute") return answer(reply, R"({"result":"false","fid":"mute"})") - 1;
-  if (name == "backslash") return answer(reply, "{\"result\":\"true\",\"n\":\"\xD5\x5C\"}");
+  if (name == "digits") return answer(reply, R"({"result":"true","n":1.23456789})");
   if (name == "control") return answer(reply, "{\"result\":\"true\",\"fid\":\"a\nb\"}");
   if (name == "descriptor") open("/dev/null", O_RDONLY);
   if (name == "heap") last = new std::string(40, 'x');

@@ -48,7 +48,7 @@ TEST(LibcheckTest, NamesTheFaultAndTheCallOfEachFunction) {
        "FAIL broken the reply is not one JSON object",
        "FAIL boolean the reply has no member \"result\"",
        "warn mute the failure reply has no \"errmsg\"",
-       "FAIL backslash the service changes the reply when it adds \"fid\"",
+       "FAIL digits the service changes the reply when it adds \"fid\"",
        "FAIL control a text in the reply holds a control byte",
        "FAIL unknown functions (an unknown name and 4 more) the reply says \"true\""});
 }

@@ -11,7 +11,7 @@ namespace {
 
 class PendingTable : public testing::Test {
  protected:
-  ~PendingTable() override {
+  void TearDown() override {
     for (int fd = 1; fd <= 2 * kPendingEntries; ++fd) release_pending(fd);
   }
   static bool store(int fd, std::string_view chunk) {

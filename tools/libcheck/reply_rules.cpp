@@ -8,6 +8,7 @@
 
 #include "quorvel_reader.h"
 #include "tools/libcheck/text.h"
+#include "util/gbk.h"
 #include "util/json_object.h"
 
 namespace {
@@ -67,13 +68,13 @@ Json parsed(const std::string& utf8) {
 /// not ASCII only the length matters here: its bytes are the page's fault, not the library's.
 std::string completed(const std::string& reply, const std::string& function) {
   if (reply.find("\"fid\"") != std::string::npos) return reply;
-  neb::CJsonObject document(reply);
+  neb::CJsonObject document(mask_backslashes(reply));
   std::string fid;
   if (document.Get("fid", fid)) return reply;
   const bool ascii = std::all_of(function.begin(), function.end(),
                                  [](char c) { return static_cast<unsigned char>(c) < 0x80; });
   document.Add("fid", ascii ? function : std::string(function.size(), 'x'));
-  return document.ToString();
+  return unmask_backslashes(document.ToString());
 }
 
 void judge_completion(const std::string& reply, const std::string& function, const cJSON* own,
@@ -90,8 +91,8 @@ void judge_completion(const std::string& reply, const std::string& function, con
   if (complete != reply) cJSON_DeleteItemFromObjectCaseSensitive(page.get(), "fid");
   if (!page || cJSON_Compare(page.get(), own, 1) == 0)
     verdict.problems.push_back({Level::failure, "",
-                                "the service changes the reply when it adds \"fid\": a byte 0x5C "
-                                "inside a GBK character, or a number of many digits",
+                                "the service changes the reply when it adds \"fid\": a number of "
+                                "many digits, or a name that occurs twice",
                                 kWriteFid});
 }
 

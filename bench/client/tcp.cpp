@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <random>
 #include <system_error>
 #include <utility>
 
@@ -85,4 +86,17 @@ std::string TcpSocket::receive_until_close() const {
   }
 }
 
-uint16_t free_port() { return TcpSocket::listen(1).local_port(); }
+uint16_t free_port() {
+  // Below those that the kernel gives to outgoing connections: one of another test would else have
+  // the port while a service is stopped and started again on it.
+  std::uniform_int_distribution<uint16_t> ports(10000, 32000);
+  std::random_device random;
+  for (;;) {
+    const uint16_t port = ports(random);
+    try {
+      TcpSocket::connect(port);
+    } catch (const std::system_error&) {
+      return port;
+    }
+  }
+}

@@ -17,13 +17,18 @@ async function until(what, condition) {
   }
 }
 
-/** A TCP port of 127.0.0.1 at which nothing listens. */
+/**
+ * A TCP port of 127.0.0.1 at which nothing listens; below those of outgoing connections, one of
+ * which could have it when the service is started again.
+ */
 export async function freePort() {
-  const server = net.createServer().listen(0, '127.0.0.1');
-  await once(server, 'listening');
-  const {port} = server.address();
-  await once(server.close(), 'close');
-  return port;
+  for (;;) {
+    const port = 10000 + Math.floor(Math.random() * 22000);
+    const server = net.createServer().listen(port, '127.0.0.1');
+    const free = await once(server, 'listening').then(() => true, () => false);
+    server.close();
+    if (free) return port;
+  }
 }
 
 /** Makes FILE.key and FILE.cert for localhost. */

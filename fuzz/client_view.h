@@ -14,9 +14,8 @@ using Json = std::unique_ptr<cJSON, CjsonDeleter>;
 
 /// The GBK text in UTF-8; empty when it can't be converted to its end.
 inline std::string utf8_of(const std::string& gbk) {
-  std::string utf8(2 * gbk.size() + 1, '\0');
-  const bool whole = gbk2utfa(gbk.data(), gbk.size(), utf8.data(), utf8.size()) == 0;
-  return whole ? utf8.c_str() : "";
+  std::string utf8;
+  return gbk_to_utf8(gbk, utf8) ? utf8 : "";
 }
 
 /// The document as a client's parser reads it, which unlike the service's takes no liberties.

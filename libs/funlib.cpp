@@ -8,7 +8,6 @@
 
 #include "libs/function_list.h"
 #include "libs/guarded_buffer.h"
-#include "util/gbk.h"
 #include "util/messages.h"
 #include "util/program_path.h"
 
@@ -17,17 +16,12 @@ namespace {
 /// Sizes in bytes of the buffers that the entry points are promised.
 constexpr std::size_t kInitParameterSize = 1024;
 constexpr std::size_t kVersionAnswerSize = 1024;
-constexpr std::size_t kErrorTextSize = 1024;
+constexpr std::size_t kVersionErrorSize = 1024;
 
 /// Lent to one library call at a time. In static storage, where an overrun reaches neither the
 /// stack nor the heap.
 GuardedBuffer library_buffer;
 GuardedBuffer error_buffer;
-
-bool fail(char* errtext, std::size_t size, const std::string& reason) {
-  copy_text(errtext, size, clean_gbk(reason, size - 1));
-  return false;
-}
 
 template <typename Entry>
 bool find_entry(void* handle, const char* name, Entry& entry) {
@@ -55,24 +49,25 @@ bool Funlib::init(char* errtext, std::size_t errtext_size) {
       !read_function_list(errtext, errtext_size))
     return false;
   char* parameter = library_buffer.prepare(kInitParameterSize);
-  if (p_init(parameter) == 0) return fail(errtext, errtext_size, messages::kLibraryInitFailed);
+  if (p_init(parameter) == 0) return fail_with(errtext, errtext_size, messages::kLibraryInitFailed);
   inited = true;
   return true;
 }
 
 bool Funlib::open(char* errtext, std::size_t errtext_size) {
-  if (libname[0] == '\0') return fail(errtext, errtext_size, messages::kNoLibraryName);
-  if (handle) return fail(errtext, errtext_size, format_text(messages::kAlreadyLoaded, libname));
+  if (libname[0] == '\0') return fail_with(errtext, errtext_size, messages::kNoLibraryName);
+  if (handle)
+    return fail_with(errtext, errtext_size, format_text(messages::kAlreadyLoaded, libname));
   char path[sizeof libname];
   const bool as_it_stands = libname[0] == '/' || libname[0] == '.';
   if (as_it_stands ? !copy_text(path, sizeof path, libname)
                    : !getfilepath(path, libname, sizeof path))
-    return fail(errtext, errtext_size, format_text(messages::kPathTooLong, libname));
+    return fail_with(errtext, errtext_size, format_text(messages::kPathTooLong, libname));
   handle.reset(dlopen(path, RTLD_NOW));
   if (handle) return true;
   const char* loader_text = dlerror();
-  return fail(errtext, errtext_size,
-              format_text(messages::kCannotLoad, libname) + (loader_text ? loader_text : ""));
+  return fail_with(errtext, errtext_size,
+                   format_text(messages::kCannotLoad, libname) + (loader_text ? loader_text : ""));
 }
 
 bool Funlib::find_entry_points(char* errtext, std::size_t errtext_size) {
@@ -83,14 +78,15 @@ bool Funlib::find_entry_points(char* errtext, std::size_t errtext_size) {
   if (!find_entry(handle.get(), "init", p_init)) missing = 0;
   if (missing < 0) return true;
   handle.reset();
-  return fail(errtext, errtext_size, format_text(messages::kMissingEntryPoint, libname, missing));
+  return fail_with(errtext, errtext_size,
+                   format_text(messages::kMissingEntryPoint, libname, missing));
 }
 
 bool Funlib::read_function_list(char* errtext, std::size_t errtext_size) {
-  char* reason = error_buffer.prepare(kErrorTextSize);
+  char* reason = error_buffer.prepare(kVersionErrorSize);
   char* answer = library_buffer.prepare(kVersionAnswerSize);
   if (p_getversion(verinfo, answer, verextra, reason) == 0)
-    return fail(errtext, errtext_size, {reason, strnlen(reason, kErrorTextSize)});
+    return fail_with(errtext, errtext_size, {reason, strnlen(reason, kVersionErrorSize)});
   const std::string_view digits(answer, strnlen(answer, kVersionAnswerSize));
   const std::string list = decode_function_list(digits, sizeof funclist - 1);
   list.copy(funclist, list.size());

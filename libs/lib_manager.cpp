@@ -1,7 +1,6 @@
 #include "libs/lib_manager.h"
 
 #include <libwebsockets.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -13,9 +12,9 @@
 #include "config/ini.h"
 #include "libs/funlib.h"
 #include "util/ascii.h"
-#include "util/gbk.h"
 #include "util/messages.h"
 #include "util/program_path.h"
+#include "util/working_directory.h"
 
 namespace {
 
@@ -30,20 +29,6 @@ constexpr int kHighestPort = 65535;
 constexpr std::size_t kMaxPathLength = 199;  // bytes, of a listed value and of its full path
 constexpr std::size_t kShortestPath = 6;
 constexpr std::size_t kMaxPortLength = 9;
-constexpr std::size_t kWorkingDirectorySize = 4096;
-
-void write_error(char* errtext, std::size_t size, const std::string& text) {
-  copy_text(errtext, size, clean_gbk(text, size - 1));
-}
-
-void print_working_directory() {
-  char directory[kWorkingDirectorySize];
-  if (getcwd(directory, sizeof directory) == nullptr) {
-    std::perror("error getcwd");
-    std::exit(1);  // NOLINT(concurrency-mt-unsafe): the process has one thread
-  }
-  std::printf("%s\n", directory);
-}
 
 /// Whether the value is within its limit; says in the log what to do when it is not.
 bool within_limit(const char* section, const char* key, std::string_view value, std::size_t limit) {
@@ -78,7 +63,7 @@ LibManager::~LibManager() {
 }
 
 bool LibManager::init(char* errtext, std::size_t size) {
-  print_working_directory();
+  std::printf("%s\n", require_working_directory().c_str());
   CIni ini;
   char path[kProgramPathSize];
   if (!getfilepath(path, kServiceIni)) {
@@ -133,8 +118,7 @@ bool LibManager::load(const char* path, char* errtext, std::size_t size) {
   const auto registered = libs.find(path);
   if (registered != libs.end()) {
     std::printf("finded ======%s %s \n", path, registered->first.c_str());
-    write_error(errtext, size, format_text("%s loaded! \n", path));
-    return false;
+    return fail_with(errtext, size, format_text("%s loaded! \n", path));
   }
   lwsl_user("loading %s \n", path);
   auto library = std::make_unique<Funlib>(path);

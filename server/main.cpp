@@ -166,7 +166,7 @@ int main(int argc, const char** argv) {
     return -1;
   }
   lwsl_err("create daemon ok...\n");
-  require_working_directory();
+  settle_in_working_directory();
   load_libraries();
   std::signal(SIGINT, sigint_handler);
 

@@ -65,6 +65,6 @@ bool has_pending(std::int32_t sockfd) {
 }
 
 void release_pending(std::int32_t sockfd) {
-  for (int entry = 0; entry < kPendingEntries; ++entry)
-    if (sockfd > 0 && slots[entry].sockfd == sockfd) release(entry);
+  const PendingEntry found = find_pending(sockfd);
+  if (found.entry != kNoEntry && slots[found.entry].sockfd > 0) release(found.entry);
 }

@@ -16,12 +16,12 @@
 
 #include "util/reply.h"
 #include "util/unique_fd.h"
+#include "util/working_directory.h"
 
 int curlx = -1;
 
 namespace {
 
-constexpr std::size_t kWorkingDirectorySize = 4096;
 constexpr useconds_t kSettleTimeUs = 10;
 constexpr key_t kVariantSegmentKey = 95230001;
 constexpr key_t kSegmentKey = 95240001;
@@ -31,15 +31,6 @@ struct PipeCloser {
   void operator()(std::FILE* pipe) const { pclose(pipe); }
 };
 using UniquePipe = std::unique_ptr<std::FILE, PipeCloser>;
-
-/// Waits a moment, then reads the working directory into `directory`; ends the process when that
-/// fails.
-void read_working_directory(char (&directory)[kWorkingDirectorySize]) {
-  usleep(kSettleTimeUs);
-  if (getcwd(directory, sizeof directory) != nullptr) return;
-  std::perror("error getcwd");
-  std::exit(1);  // NOLINT(concurrency-mt-unsafe): the process has one thread
-}
 
 /// Opens a pipe anew: O_NONBLOCK set on the given descriptor would hold for every process that
 /// shares it.
@@ -54,15 +45,14 @@ void unblock_pipe(int descriptor) {
 }  // namespace
 
 int getcurlx() {
-  char directory[kWorkingDirectorySize];
-  read_working_directory(directory);
-  curlx = std::strstr(directory, "quorvelkglserver") != nullptr ? 1 : 0;
+  usleep(kSettleTimeUs);
+  curlx = require_working_directory().find("quorvelkglserver") != std::string::npos ? 1 : 0;
   return curlx;
 }
 
-void require_working_directory() {
-  char directory[kWorkingDirectorySize];
-  read_working_directory(directory);
+void settle_in_working_directory() {
+  usleep(kSettleTimeUs);
+  require_working_directory();
 }
 
 void secure_standard_descriptors() {

@@ -11,9 +11,8 @@ extern int curlx;
 /// read.
 int getcurlx();
 
-/// Ends the process with status 1, with a message on standard error, when the working directory
-/// can't be read.
-void require_working_directory();
+/// Waits a moment, then ends the process like getcurlx when the working directory can't be read.
+void settle_in_working_directory();
 
 /// Keeps the service's messages from harming it. Of the descriptors 0 to 2, closed ones become
 /// /dev/null, lest a connection get one of them and the messages with it. Standard output and

@@ -1,6 +1,14 @@
 #pragma once
 
+#include <algorithm>
+#include <string_view>
+
 /// Lower case of an ASCII letter, whatever the locale; every other byte as it is.
 constexpr char ascii_lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+}
+
+inline bool is_ascii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }

@@ -2,19 +2,15 @@
 
 #include <algorithm>
 
+#include "util/ascii.h"
 #include "util/text_conversion.h"
 
 namespace {
 
 /// Whether the text converts to its end.
 bool is_gbk(std::string_view text) {
-  std::string utf8(2 * text.size() + 1, '\0');
-  return gbk2utfa(text.data(), text.size(), utf8.data(), utf8.size()) == 0;
-}
-
-bool is_ascii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  std::string utf8;
+  return gbk_to_utf8(text, utf8);
 }
 
 /// iconv takes this byte alone for the euro sign, whose UTF-8 form is longer than the room that

@@ -33,6 +33,11 @@ bool copy_text(char* out, std::size_t size, std::string_view text) {
   return true;
 }
 
+bool fail_with(char* out, std::size_t size, std::string_view text) {
+  copy_text(out, size, clean_gbk(text, size - 1));
+  return false;
+}
+
 void write_failure(char* out, std::size_t size, std::string_view errmsg) {
   const std::string reason = clean_gbk(errmsg);
   std::string reply(kEnvelopeStart);

@@ -12,6 +12,10 @@ inline constexpr std::size_t kReplySize = 1024;
 /// it does not fit.
 bool copy_text(char* out, std::size_t size, std::string_view text);
 
+/// Copies the reason `text` (GBK) with a terminating NUL to `out` of `size` bytes, cut at a whole
+/// character where it does not fit. Always false, the result of what has failed.
+bool fail_with(char* out, std::size_t size, std::string_view text);
+
 /// Writes the reply {"result":"false","errmsg":...} to `out` of `size` bytes. `errmsg` is GBK of
 /// any content; it is escaped, and cut at a whole character where the reply would not fit, so that
 /// the reply is valid JSON. `size` must have room for the empty envelope.

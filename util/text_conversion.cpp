@@ -45,6 +45,13 @@ int gbk2utfa(const char* in, std::size_t inlen, char* out, std::size_t outlen) {
   return converter.valid() && converter.convert(in, inlen, out, outlen) ? 0 : -1;
 }
 
+bool gbk_to_utf8(std::string_view gbk, std::string& utf8) {
+  utf8.resize(2 * gbk.size() + 1);
+  const bool whole = gbk2utfa(gbk.data(), gbk.size(), utf8.data(), utf8.size()) == 0;
+  utf8.resize(std::strlen(utf8.c_str()));
+  return whole;
+}
+
 void cpy2utfa(char* destination, const char* source, std::size_t destination_size) {
   const std::size_t length = std::strlen(source);
   gbk2utfa(source, length, destination, std::min(2 * length, destination_size));

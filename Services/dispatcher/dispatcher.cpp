@@ -55,20 +55,20 @@ bool Jdispatcher::dispatch(char* out, std::size_t size) {
 bool Jdispatcher::forward(char* out, std::size_t size) {
   const int result =
       mgr->call_cmd(bytes(fid), bytes(command), reinterpret_cast<unsigned char*>(out), size);
-  complete_fid(out, size);
+  // A reply that has no room for its "fid" goes out as the library wrote it.
+  if (const auto completed = with_fid(out, fid)) copy_text(out, size, *completed);
   return result != 0;
 }
 
-void Jdispatcher::complete_fid(char* out, std::size_t size) const {
-  if (std::strstr(out, kQuotedFid) != nullptr) return;
-  neb::CJsonObject reply(mask_backslashes(out));
-  std::string name;
-  if (reply.Get(kFid, name)) return;
+std::optional<std::string> with_fid(std::string_view reply, std::string_view name) {
+  if (reply.find(kQuotedFid) != std::string_view::npos) return {};
+  neb::CJsonObject json(mask_backslashes(reply));
+  std::string present;
+  if (json.Get(kFid, present)) return {};
   // The name comes from the client in UTF-8, the reply is GBK: bytes that are no GBK would cut the
   // whole reply short when it is converted.
-  jsonadd(&reply, kFid, bytes(clean_gbk(fid).c_str()));
-  // A reply that has no room for its "fid" goes out as the library wrote it.
-  copy_text(out, size, unmask_backslashes(reply.ToString()));
+  jsonadd(&json, kFid, bytes(clean_gbk(name).c_str()));
+  return unmask_backslashes(json.ToString());
 }
 
 void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value) {

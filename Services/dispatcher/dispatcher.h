@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "util/reply.h"
 
@@ -42,7 +45,6 @@ class Jdispatcher {
 
  private:
   bool forward(char* out, std::size_t size);
-  void complete_fid(char* out, std::size_t size) const;
   bool read_settings(char* out, std::size_t size) const;
   bool update_settings(char* out, std::size_t size);
 
@@ -57,6 +59,11 @@ class Jdispatcher {
 /// Adds the string member `key` to the document; nothing changes when it has such a member already
 /// or is not an object. An empty document becomes an object first.
 void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value);
+
+/// A reader library's `reply` (GBK) with the string member "fid" of the text `name` appended,
+/// printed without white space. Nothing when the reply is to stay as it is: it has such a member,
+/// or holds "fid" in quotation marks anywhere.
+std::optional<std::string> with_fid(std::string_view reply, std::string_view name);
 
 /// Writes the document as the reply to `out` of `size` bytes; a failure reply when it does not fit.
 void write_reply(char* out, std::size_t size, const neb::CJsonObject& json);

@@ -11,7 +11,6 @@
 #include <exception>
 #include <string>
 
-#include "util/gbk.h"
 #include "util/messages.h"
 #include "util/reply.h"
 #include "util/unique_fd.h"
@@ -66,8 +65,7 @@ bool connect_retry(int fd, const sockaddr* addr, unsigned int alen, int budget, 
 bool socket_conn(const char* ip, int port, unsigned char* errmsg, std::size_t size) {
   char* reason = reinterpret_cast<char*>(errmsg);
   const auto fail = [reason, size](const std::string& text) {
-    copy_text(reason, size, clean_gbk(text, size - 1));
-    return false;
+    return fail_with(reason, size, text);
   };
   try {
     const sockaddr_in address = socket_address(ip, port);

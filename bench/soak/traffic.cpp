@@ -26,9 +26,8 @@ constexpr char kCardRequest[] = R"({"fid":"readcardbas","data":{"itype":3,"bae14
 constexpr char kDone[] = R"({"result":"true"})";
 
 std::string utf8(const std::string& gbk) {
-  std::string text(2 * gbk.size() + 1, '\0');
-  gbk2utfa(gbk.data(), gbk.size(), text.data(), text.size());
-  text.resize(text.find('\0'));
+  std::string text;
+  gbk_to_utf8(gbk, text);
   return text;
 }
 

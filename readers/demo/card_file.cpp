@@ -5,10 +5,9 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
-#include <stdexcept>
 
-#include "readers/demo/encoding.h"
 #include "readers/demo/failure.h"
+#include "util/text_conversion.h"
 
 namespace {
 
@@ -59,11 +58,10 @@ std::string CardFile::text(const std::string& section, const char* key) const {
   if (is_utf8) return value;
   const auto known = converted.find(value);
   if (known != converted.end()) return known->second;
-  try {
-    return converted[value] = gbk_to_utf8(value);
-  } catch (const std::invalid_argument&) {
+  std::string utf8;
+  if (!gbk_to_utf8(value, utf8))
     throw Failure(failures::kCardFile, "[" + section + "] " + key + u8"：与charset不符");
-  }
+  return converted[value] = utf8;
 }
 
 int CardFile::delay_ms(const std::string& section) const {

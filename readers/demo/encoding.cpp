@@ -5,11 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <memory>
-#include <stdexcept>
 #include <system_error>
-#include <vector>
-
-#include "util/text_conversion.h"
 
 namespace {
 
@@ -50,11 +46,4 @@ std::string utf8_to_gbk(std::string_view text) {
     --in_left;
   }
   return gbk;
-}
-
-std::string gbk_to_utf8(std::string_view text) {
-  std::vector<char> utf8(2 * text.size() + 1);
-  if (gbk2utfa(text.data(), text.size(), utf8.data(), utf8.size()) != 0)
-    throw std::invalid_argument("not GBK");
-  return utf8.data();
 }

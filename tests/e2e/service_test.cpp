@@ -9,9 +9,9 @@
 namespace fs = std::filesystem;
 
 std::string utf8(const std::string& gbk) {
-  std::string text(2 * gbk.size() + 1, '\0');
-  EXPECT_EQ(0, gbk2utfa(gbk.data(), gbk.size(), text.data(), text.size()));
-  return text.c_str();
+  std::string text;
+  EXPECT_TRUE(gbk_to_utf8(gbk, text));
+  return text;
 }
 
 std::string failure(const std::string& reason) {

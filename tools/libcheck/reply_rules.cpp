@@ -2,14 +2,15 @@
 
 #include <cjson/cJSON.h>
 
-#include <algorithm>
 #include <memory>
 #include <stdexcept>
 
+#include "Services/dispatcher/dispatcher.h"
 #include "quorvel_reader.h"
 #include "tools/libcheck/text.h"
-#include "util/gbk.h"
+#include "util/ascii.h"
 #include "util/json_object.h"
+#include "util/text_conversion.h"
 
 namespace {
 
@@ -67,14 +68,8 @@ Json parsed(const std::string& utf8) {
 /// The reply as the service completes it: with "fid", unless it has that already. Of a name that is
 /// not ASCII only the length matters here: its bytes are the page's fault, not the library's.
 std::string completed(const std::string& reply, const std::string& function) {
-  if (reply.find("\"fid\"") != std::string::npos) return reply;
-  neb::CJsonObject document(mask_backslashes(reply));
-  std::string fid;
-  if (document.Get("fid", fid)) return reply;
-  const bool ascii = std::all_of(function.begin(), function.end(),
-                                 [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  document.Add("fid", ascii ? function : std::string(function.size(), 'x'));
-  return unmask_backslashes(document.ToString());
+  const std::string name = is_ascii(function) ? function : std::string(function.size(), 'x');
+  return with_fid(reply, name).value_or(reply);
 }
 
 void judge_completion(const std::string& reply, const std::string& function, const cJSON* own,

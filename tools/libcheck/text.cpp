@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <vector>
 
 #include "util/gbk.h"
 #include "util/text_conversion.h"
@@ -56,13 +55,6 @@ std::string readable(std::string_view text) {
 
 std::string readable_request(std::string_view text) {
   return is_utf8(text) ? std::string(text) : readable(text);
-}
-
-bool gbk_to_utf8(std::string_view gbk, std::string& utf8) {
-  std::vector<char> out(2 * gbk.size() + 1);
-  const bool valid = gbk2utfa(gbk.data(), gbk.size(), out.data(), out.size()) == 0;
-  utf8 = out.data();
-  return valid;
 }
 
 bool looks_like_chinese_utf8(std::string_view text) {

@@ -10,9 +10,6 @@ std::string readable(std::string_view text);
 /// The same for a text from a page's request, which is UTF-8 already unless it is an odd one.
 std::string readable_request(std::string_view text);
 
-/// `gbk` in UTF-8. False when it is not valid GBK; `utf8` then holds what comes before the fault.
-bool gbk_to_utf8(std::string_view gbk, std::string& utf8);
-
 /// Whether `text` is UTF-8 and holds a character of three bytes, as nearly every Chinese
 /// text in UTF-8 does and hardly any in GBK.
 bool looks_like_chinese_utf8(std::string_view text);

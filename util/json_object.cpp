@@ -40,7 +40,7 @@ void restore_numbers(cJSON* node, NumberIterator& number) {
       std::memcpy(text, number->print.c_str(), size);
       node->type = cJSON_Raw;
       node->valuestring = text;
-      node->valuedouble = number->is_integer ? number->low_int : number->value;
+      node->valuedouble = number->value;
       ++number;
     }
     restore_numbers(node->child, number);

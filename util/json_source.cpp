@@ -73,7 +73,7 @@ std::string print_integer(bool negative, std::string_view digits) {
 }
 
 /// The low 32 bits of the integer, of whatever length.
-std::int32_t low_bits(bool negative, std::string_view digits) {
+double low_bits(bool negative, std::string_view digits) {
   std::uint32_t value = 0;
   for (const char digit : digits) value = value * 10 + static_cast<std::uint32_t>(digit - '0');
   return static_cast<std::int32_t>(negative ? 0U - value : value);
@@ -166,11 +166,14 @@ bool JsonSource::number() {
     const std::size_t non_zero = source.find_first_not_of('0', exponent);
     is_integer = is_integer && non_zero >= end;
   }
-  const double value = parse_double(std::string(source.substr(at, end - at)));
-  if (!is_integer && !std::isfinite(value)) return false;
-  const std::string_view whole = source.substr(first, integer_end - first);
-  found_numbers.push_back({is_integer ? print_integer(negative, whole) : print_double(value), value,
-                           low_bits(negative, whole), is_integer});
+  if (is_integer) {
+    const std::string_view whole = source.substr(first, integer_end - first);
+    found_numbers.push_back({print_integer(negative, whole), low_bits(negative, whole)});
+  } else {
+    const double value = parse_double(std::string(source.substr(at, end - at)));
+    if (!std::isfinite(value)) return false;
+    found_numbers.push_back({print_double(value), value});
+  }
   rewritten += "0 ";
   at = end;
   return true;

@@ -6,12 +6,11 @@
 #include <string_view>
 #include <vector>
 
-/// One number of a JSON text.
+/// One number of a JSON text; an integer when it is written with neither fraction digits nor a
+/// non-zero exponent.
 struct JsonNumber {
-  std::string print;     ///< text form: an integer's digits, or six digits after the point
-  double value;          ///< finite
-  std::int32_t low_int;  ///< the low 32 bits when it is an integer
-  bool is_integer;       ///< written with neither fraction digits nor a non-zero exponent
+  std::string print;  ///< text form: an integer's digits, or six digits after the point
+  double value;       ///< finite; of an integer the low 32 bits, with their sign
 };
 
 /// Rewrites JSON texts into the form that cJSON parses as the service means it. cJSON keeps numbers

@@ -35,11 +35,11 @@ bool same_file(const struct stat& a, const struct stat& b) {
 
 CardFile::CardFile() : path(library_directory() + "/" + kFileName) {}
 
-void CardFile::refresh() {
+bool CardFile::refresh() {
   struct stat now = {};
   if (stat(path.c_str(), &now) != 0)
     throw Failure(failures::kCardFile, path + " - " + std::strerror(errno));
-  if (cards && same_file(now, state)) return;
+  if (cards && same_file(now, state)) return false;
   auto fresh = std::make_unique<CIni>();
   if (fresh->OpenFile(path.c_str(), "r") != 0)
     throw Failure(failures::kCardFile, path + " - " + std::strerror(errno));
@@ -48,20 +48,18 @@ void CardFile::refresh() {
   if (charset != "gbk" && charset != "utf-8")
     throw Failure(failures::kCardFile, "[READER] charset=" + charset);
   is_utf8 = charset == "utf-8";
-  converted.clear();
   cards = std::move(fresh);
   state = now;
+  return true;
 }
 
 std::string CardFile::text(const std::string& section, const char* key) const {
   std::string value = cards->GetStr(section.c_str(), key);
   if (is_utf8) return value;
-  const auto known = converted.find(value);
-  if (known != converted.end()) return known->second;
   std::string utf8;
   if (!gbk_to_utf8(value, utf8))
     throw Failure(failures::kCardFile, "[" + section + "] " + key + u8"：与charset不符");
-  return converted[value] = utf8;
+  return utf8;
 }
 
 int CardFile::delay_ms(const std::string& section) const {

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <map>
 #include <memory>
 #include <string>
 
@@ -15,8 +14,9 @@ class CardFile {
   /// The card file beside this library.
   CardFile();
 
-  /// Reads the file if it has changed since the last time. Throws Failure when it can't be read.
-  void refresh();
+  /// Reads the file if it has changed since the last time; true when it did. Throws Failure when it
+  /// can't be read; what was read before stays then.
+  bool refresh();
 
   /// The value in UTF-8, empty when there is none. Throws Failure when its bytes are not of the
   /// file's charset.
@@ -30,5 +30,4 @@ class CardFile {
   struct stat state = {};  // of the file that `cards` was read from
   std::unique_ptr<CIni> cards;
   bool is_utf8 = false;
-  mutable std::map<std::string, std::string> converted;  // values met so far, in UTF-8
 };

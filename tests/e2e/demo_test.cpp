@@ -1,0 +1,53 @@
+// The demo library in the service: what stands in its card file counts.
+
+#include "tests/e2e/service_test.h"
+
+namespace {
+
+using DemoTest = ServiceTest;
+
+std::string read_request(const std::string& data) {
+  return R"({"fid":"readphotoref","data":{)" + data + "}}";
+}
+
+std::string fault(const std::string& code, const std::string& errmsg) {
+  return R"({"result":"false","fid":"readphotoref","errcode":")" + code + R"(","errmsg":")" +
+         errmsg + "\"}";
+}
+
+TEST_F(DemoTest, EditOfTheCardFileCountsFromTheNextRequestOn) {
+  const auto write_cards = [&](const std::string& text) {
+    write_file(folder.path() / "bin/demo_cards.ini", text);
+  };
+  const auto photo = [](const std::string& value) {
+    return R"({"result":"true","fid":"readphotoref","data":{"photo":")" + value + "\"}}";
+  };
+  const Exchange unknown_person = {read_request(R"("person":"b")"),
+                                   fault("2004", u8"卡片文件中没有此人：b")};
+  write_cards(u8"[READER]\ncharset=utf-8\ncard=a\n[a]\nname=x\nphoto=一\n");
+  start({"libquorveldemo"});
+  expect_replies({{read_request(""), photo(u8"一")}, unknown_person});
+  write_cards("[READER]\ncharset=gbk\ncard=b\n[b]\nname=x\nphoto=另一\n");
+  expect_replies(
+      {{read_request(""), photo(u8"另一")}, {read_request(R"("person":"b")"), photo(u8"另一")}});
+  write_cards(u8"[READER]\ncharset=latin1\ncard=a\n[a]\nname=x\nphoto=一\n");
+  expect_replies({{read_request(""), fault("3001", u8"卡片文件有误：[READER] charset=latin1")}});
+  write_cards(u8"[READER]\ncharset=utf-8\ncard=a\nfault=no_card\n[a]\nname=x\n");
+  expect_replies({{read_request(""), fault("1002", u8"未检测到卡片，请放好卡片后重试。")}});
+}
+
+TEST_F(DemoTest, EachOfManyRequestsGetsItsOwnReply) {
+  start({"libquorveldemo"});
+  WsClient client = connect();
+  for (int round = 0; round < 2; ++round) {
+    for (int number = 0; number < 250; ++number) {
+      const bool is_long = number % 2 == 1;
+      const std::string person = std::to_string(number) + std::string(is_long ? 2000 : 0, 'p');
+      const std::string shown = is_long ? person.substr(0, 120) + "..." : person;
+      EXPECT_EQ(fault("2004", u8"卡片文件中没有此人：" + shown),
+                client.ask(read_request(R"("person":")" + person + "\"")));
+    }
+  }
+}
+
+}  // namespace

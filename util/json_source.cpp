@@ -182,25 +182,25 @@ bool JsonSource::number() {
 bool JsonSource::string() {
   const std::size_t start = at++;
   rewritten += '"';
-  while (at < source.size() && source[at] != '"') {
-    const char* plain = source.data() + at;
-    const char* end = std::find_if(plain, source.data() + source.size(),
-                                   [](char c) { return c == '"' || c == '\\'; });
-    rewritten.append(plain, end);
-    at += static_cast<std::size_t>(end - plain);
-    if (at < source.size() && source[at] == '\\' && !escape()) break;
+  std::size_t quote = source.find('"', at);
+  while (quote != std::string_view::npos) {
+    const std::string_view ahead = source.substr(at, quote - at);
+    const std::size_t plain = std::min(ahead.find('\\'), ahead.size());
+    rewritten += ahead.substr(0, plain);
+    at += plain;
+    if (at++ == quote) {
+      rewritten += '"';
+      return true;
+    }
+    escape();
+    if (at > quote) quote = source.find('"', at);
   }
-  if (at >= source.size()) {
-    at = start;
-    return false;
-  }
-  rewritten += '"';
-  ++at;
-  return true;
+  at = start;
+  return false;
 }
 
-bool JsonSource::escape() {
-  if (++at >= source.size()) return false;
+/// Reads what follows a backslash; the string does not end there.
+void JsonSource::escape() {
   const char c = source[at];
   if (c == 'u' && hex4(source, at + 1) >= 0) {
     const std::uint32_t code = unicode_escape();
@@ -209,14 +209,13 @@ bool JsonSource::escape() {
     } else {
       append_utf8(rewritten, code);
     }
-    return true;
+    return;
   }
   constexpr std::string_view kLetters = "bfnrt";
   constexpr std::string_view kControls = "\b\f\n\r\t";
   const std::size_t control = kLetters.find(c);
   append_content(rewritten, control == std::string_view::npos ? c : kControls[control]);
   ++at;
-  return true;
 }
 
 /// Reads "uXXXX", or the two escapes of a surrogate pair. Code 0 would end a C string, and half a

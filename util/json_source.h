@@ -40,7 +40,7 @@ class JsonSource {
   bool next_token();
   bool number();
   bool string();
-  bool escape();
+  void escape();
   bool literal(std::string_view word);
   std::uint32_t unicode_escape();
   std::size_t digits(std::size_t from) const;

@@ -58,7 +58,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   require(ini.OpenFile(file.path().c_str(), "r") == 0, "the file opens");
   const std::string value = search(content, section, key);
   require(ini.GetStr(section.c_str(), key.c_str()) == value, "GetStr finds the value");
-  require(ini.GetInt(section.c_str(), key.c_str()) == std::strtol(value.c_str(), nullptr, 10),
+  require(ini.GetInt(section.c_str(), key.c_str()) ==
+              static_cast<int>(std::strtol(value.c_str(), nullptr, 10)),
           "GetInt is its number");
   ini.GetKey(section.c_str(), key.c_str(), out.data(), out.size());
   require(out.empty() || out.data() == (value.size() < out.size() ? value : ""),

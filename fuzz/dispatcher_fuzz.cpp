@@ -111,9 +111,9 @@ void require_forwarded(const char* reply) {
   const Json old = read_strictly(before);
   if (!old || !neb::CJsonObject().Parse(before)) return;
   const Json json = require_readable(reply);
-  require(
-      cJSON_GetArraySize(json.get()) == cJSON_GetArraySize(old.get()) + cJSON_IsObject(old.get()),
-      "the library's members stay");
+  const bool added = cJSON_IsObject(old.get()) && !cJSON_HasObjectItem(old.get(), "fid");
+  require(cJSON_GetArraySize(json.get()) == cJSON_GetArraySize(old.get()) + (added ? 1 : 0),
+          "the library's members stay");
 }
 
 /// The reply; empty when the library has thrown.

@@ -42,15 +42,16 @@ bool settings_path(char (&path)[kProgramPathSize]) {
   return getfilepath() && copy_text(path, sizeof path, format_text("%s/quorvel.ini", curPath0));
 }
 
-/// Whether the text can be a value of the INI file. inet_addr accepts an address followed by white
-/// space and anything else, so a line feed would bring further lines into the file, and brackets
-/// would make the key's line a section header that hides the keys after it.
-bool can_be_stored(std::string_view text) {
-  const bool has_control = std::any_of(text.begin(), text.end(), [](char c) {
+/// Whether the address can be a value of the INI file. inet_addr accepts an address followed by
+/// white space and anything else, so a line feed would bring further lines into the file, and
+/// brackets would make the key's line a section header that hides the keys after it.
+bool can_be_stored(std::string_view address) {
+  const bool has_control = std::any_of(address.begin(), address.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < 0x20 || byte == 0x7F;
   });
-  return text.size() < kNewAddressSize && !has_control && !is_section_header(text);
+  const std::string line = std::string(kAddressKey).append("=").append(address);
+  return address.size() < kNewAddressSize && !has_control && !is_section_header(line);
 }
 
 /// A stored value, cut at a whole character to what its field of `size` bytes takes.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <string_view>
 
 /// Lower case of an ASCII letter, whatever the locale; every other byte as it is.
@@ -11,4 +13,13 @@ constexpr char ascii_lower(char c) {
 inline bool is_ascii(std::string_view text) {
   return std::all_of(text.begin(), text.end(),
                      [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+/// The four hexadecimal digits at `from` as a number, or -1.
+inline std::int32_t hex4(std::string_view text, std::size_t from) {
+  std::uint32_t value = 0;
+  if (from + 4 > text.size()) return -1;
+  const char* end = text.data() + from + 4;
+  const auto result = std::from_chars(text.data() + from, end, value, 16);
+  return result.ptr == end ? static_cast<std::int32_t>(value) : -1;
 }

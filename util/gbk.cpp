@@ -22,10 +22,8 @@ constexpr char kMaskedBackslash = '\xFF';
 
 /// Whether the text begins with an escape of a character outside ASCII, or of NUL.
 bool begins_with_foreign_escape(std::string_view text) {
-  const std::string_view digits = text.substr(std::min<std::size_t>(2, text.size()), 4);
-  return text.substr(0, 2) == "\\u" && digits.size() == 4 &&
-         digits.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos &&
-         (digits.substr(0, 2) != "00" || digits[2] > '7' || digits == "0000");
+  const std::int32_t code = text.substr(0, 2) == "\\u" ? hex4(text, 2) : -1;
+  return code == 0 || code >= 0x80;
 }
 
 }  // namespace

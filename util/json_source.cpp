@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "util/reply.h"
+#include "util/ascii.h"
 
 namespace {
 
@@ -16,15 +16,6 @@ bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 bool is_surrogate(std::uint32_t code, std::uint32_t first) {
   return code >= first && code < first + 0x400;
-}
-
-/// The four hexadecimal digits at `from` as a number, or -1.
-std::int32_t hex4(std::string_view text, std::size_t from) {
-  std::uint32_t value = 0;
-  if (from + 4 > text.size()) return -1;
-  const char* end = text.data() + from + 4;
-  const auto result = std::from_chars(text.data() + from, end, value, 16);
-  return result.ptr == end ? static_cast<std::int32_t>(value) : -1;
 }
 
 void append_utf8(std::string& out, std::uint32_t code) {

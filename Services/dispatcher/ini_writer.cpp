@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -78,7 +79,7 @@ bool write_at(int fd, std::string_view bytes, std::size_t offset) {
 /// What makes the file longer goes first: where the disk is full, that fails before any old byte
 /// has been touched. The length is cut last.
 bool overwrite(int fd, std::string_view old, std::string_view content) {
-  const std::size_t common = old.size() < content.size() ? old.size() : content.size();
+  const std::size_t common = std::min(old.size(), content.size());
   return write_at(fd, content.substr(common), common) &&
          write_at(fd, content.substr(0, common), 0) &&
          ftruncate(fd, static_cast<off_t>(content.size())) == 0 && fsync(fd) == 0;

@@ -44,10 +44,7 @@ int set_socket_block(int fd) { return change_flags(fd, 0, O_NONBLOCK); }
 
 bool connect_retry(int fd, const sockaddr* addr, unsigned int alen, int budget, char* errmsg,
                    std::size_t size) {
-  if (set_socket_nonblock(fd) != 0) {
-    copy_text(errmsg, size, "set socket mode Fail.");
-    return false;
-  }
+  if (set_socket_nonblock(fd) != 0) return fail_with(errmsg, size, "set socket mode Fail.");
   int spent = 0;
   for (int step = 1; step <= kLastStep; step *= 2) {
     // The first call starts the connection; later ones tell whether it stands, or start it again

@@ -100,10 +100,7 @@ bool Jdispatcher::update_settings(char* out, std::size_t size) {
 bool Jdispatcher::setini(const char* ip, int port, char* errmsg, std::size_t size) {
   if (!socket_conn(ip, port, reinterpret_cast<unsigned char*>(errmsg), size)) return false;
   char path[kProgramPathSize];
-  if (!settings_path(path)) {
-    copy_text(errmsg, size, messages::kSettingsPathTooLong);
-    return false;
-  }
+  if (!settings_path(path)) return fail_with(errmsg, size, messages::kSettingsPathTooLong);
   writeStringVlaue(kSection, kAddressKey, ip, path);
   writeIntValue(kSection, kPortKey, port, path);
   return true;

@@ -10,10 +10,12 @@
 #include <ctime>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
-#include "bench/load/ws_socket.h"
+#include "tests/support/checked.h"
+#include "tests/support/eventually.h"
+#include "tests/support/ws_frame.h"
+#include "tests/support/ws_socket.h"
 #include "util/unique_fd.h"
 
 namespace {
@@ -21,33 +23,13 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kEventsAtOnce = 64;
-constexpr int kSilenceMs = 60000;  // so long that it only ends what hangs
+constexpr int kSilenceMs = std::chrono::milliseconds(kPatience).count();
 constexpr unsigned char kWholeTextFrame = 0x81;
-
-template <typename Result>
-Result checked(Result result, const char* call) {
-  if (result < 0) throw std::system_error(errno, std::generic_category(), call);
-  return result;
-}
 
 double thread_cpu_seconds() {
   timespec used{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
   return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
-}
-
-/// A server's reply as it stands on the wire: one unmasked text frame.
-std::string reply_frame(std::string_view payload) {
-  std::string frame(1, static_cast<char>(kWholeTextFrame));
-  const std::size_t length = payload.size();
-  if (length < 126) {
-    frame += static_cast<char>(length);
-  } else if (length < 65536) {
-    frame += {126, static_cast<char>(length >> 8), static_cast<char>(length)};
-  } else {
-    throw std::runtime_error("no reply is that long");
-  }
-  return frame.append(payload);
 }
 
 double percentile_us(std::vector<std::uint32_t>& latencies_ns, double share) {
@@ -63,9 +45,7 @@ double percentile_us(std::vector<std::uint32_t>& latencies_ns, double share) {
 class LoadGenerator::Connection {
  public:
   Connection(std::uint16_t port, std::string_view request_bytes, std::string_view reply_bytes)
-      : socket(port), request(request_bytes), reply(reply_bytes) {
-    socket.make_nonblocking();
-  }
+      : socket(port), request(request_bytes), reply(reply_bytes) {}
 
   int descriptor() const { return socket.descriptor(); }
 
@@ -78,8 +58,8 @@ class LoadGenerator::Connection {
 
   bool send_on() {
     while (sent < request.size()) {
-      const auto done =
-          ::send(descriptor(), request.data() + sent, request.size() - sent, MSG_NOSIGNAL);
+      const auto done = ::send(descriptor(), request.data() + sent, request.size() - sent,
+                               MSG_NOSIGNAL | MSG_DONTWAIT);
       if (done < 0 && errno == EAGAIN) return false;
       sent += static_cast<std::size_t>(checked(done, "send"));
     }
@@ -88,7 +68,7 @@ class LoadGenerator::Connection {
 
   /// Reads what is there. Returns whether the reply is complete.
   bool receive_on(std::vector<char>& block) {
-    const auto done = recv(descriptor(), block.data(), block.size(), 0);
+    const auto done = recv(descriptor(), block.data(), block.size(), MSG_DONTWAIT);
     if (done < 0 && errno == EAGAIN) return false;
     const auto length = static_cast<std::size_t>(checked(done, "recv"));
     if (length == 0) throw std::runtime_error("the server closed a connection");
@@ -117,7 +97,7 @@ class LoadGenerator::Loop {
  public:
   explicit Loop(const LoadPlan& plan)
       : request(plan.request),
-        reply(reply_frame(plan.expected_reply)),
+        reply(unmasked_frame(kWholeTextFrame, plan.expected_reply)),
         epoll(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
         block(reply.size() + 1) {
     connections.reserve(plan.connections);

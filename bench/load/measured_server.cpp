@@ -2,37 +2,37 @@
 
 #include <sched.h>
 
-#include <cerrno>
 #include <chrono>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
 
-#include "bench/client/tcp.h"
-#include "bench/client/ws_client.h"
+#include "tests/support/checked.h"
+#include "tests/support/eventually.h"
+#include "tests/support/tcp_socket.h"
+#include "tests/support/ws_client.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kStartLimit(60);
 constexpr std::chrono::microseconds kPollInterval(200);
 constexpr double kKilobytesPerMegabyte = 1024;
 
-/// Asks until the server listens.
+/// Asks as soon as the server listens.
 std::string ask_when_ready(std::uint16_t port, const std::string& request) {
-  const auto deadline = Clock::now() + kStartLimit;
-  for (;;) {
+  const auto listens = [port] {
     try {
       TcpSocket::connect(port);
-      return WsClient(port).ask(request);
-    } catch (const std::system_error& error) {
-      if (Clock::now() > deadline)
-        throw std::runtime_error(std::string("a server does not start: ") + error.what());
-      std::this_thread::sleep_for(kPollInterval);
+      return true;
+    } catch (const std::system_error&) {
+      return false;
     }
-  }
+  };
+  if (!eventually(listens, kPatience, kPollInterval))
+    throw std::runtime_error("a server does not start");
+  return WsClient(port).ask(request);
 }
 
 /// The value in kB of a line of /proc/PID/status.
@@ -50,8 +50,7 @@ void use_cpu(unsigned number) {
   cpu_set_t set;
   CPU_ZERO(&set);
   CPU_SET(number, &set);
-  if (sched_setaffinity(0, sizeof set, &set) != 0)
-    throw std::system_error(errno, std::generic_category(), "sched_setaffinity");
+  checked(sched_setaffinity(0, sizeof set, &set), "sched_setaffinity");
 }
 
 }  // namespace
@@ -105,8 +104,7 @@ void MeasuredServer::launch(ServerKind kind, const ServerPrograms& programs,
     launch.program = "node";
     launch.arguments = {"node", programs.node_main.string(), port_text, reply};
   }
-  child = spawn(launch);
-  process = child.pid();
+  process = child.emplace(launch).pid();
 }
 
 Memory MeasuredServer::memory() const {

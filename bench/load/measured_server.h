@@ -3,12 +3,11 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "bench/client/child_process.h"
-#include "bench/client/daemon_process.h"
-#include "bench/client/service_folder.h"
+#include "tests/support/daemon_process.h"
 
 enum class ServerKind { kService, kBare, kNode };
 
@@ -57,7 +56,7 @@ class MeasuredServer {
   std::uint16_t listening_port;
   std::unique_ptr<ServiceFolder> folder;  ///< of the service only, as is the daemon
   std::unique_ptr<DaemonProcess> daemon;
-  ChildProcess child;  ///< of the others
+  std::optional<ChildProcess> child;  ///< of the others
   pid_t process = 0;
   std::string answered;
   double started_in_ms = 0;

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <string>
 
-#include "bench/client/service_folder.h"
 #include "bench/load/scenarios.h"
+#include "tests/support/files.h"
 #include "util/reply.h"
 
 namespace {

@@ -7,9 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "bench/client/ws_client.h"
 #include "bench/load/load_generator.h"
-#include "bench/load/ws_socket.h"
+#include "tests/support/ws_client.h"
+#include "tests/support/ws_frame.h"
+#include "tests/support/ws_socket.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 #include <thread>
 #include <vector>
 
-#include "bench/client/daemon_process.h"
-#include "bench/client/service_folder.h"
-#include "bench/client/tcp.h"
 #include "bench/soak/probe_target.h"
 #include "bench/soak/traffic.h"
+#include "tests/support/daemon_process.h"
+#include "tests/support/service_folder.h"
+#include "tests/support/tcp_socket.h"
 
 namespace {
 

@@ -7,9 +7,10 @@
 #include <string_view>
 #include <utility>
 
-#include "bench/client/tcp.h"
+#include "tests/support/tcp_socket.h"
+#include "tests/support/text.h"
+#include "tests/support/ws_frame.h"
 #include "util/messages.h"
-#include "util/text_conversion.h"
 
 namespace {
 
@@ -24,17 +25,6 @@ constexpr unsigned char kWholeText = 0x81;
 
 constexpr char kCardRequest[] = R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})";
 constexpr char kDone[] = R"({"result":"true"})";
-
-std::string utf8(const std::string& gbk) {
-  std::string text;
-  gbk_to_utf8(gbk, text);
-  return text;
-}
-
-std::string failure(const std::string& reason, const std::string& fid = {}) {
-  return utf8(R"({"result":"false","errmsg":")" + reason + '"') +
-         (fid.empty() ? "" : R"(,"fid":")" + fid + '"') + "}";
-}
 
 std::string settings_request(std::uint16_t port) {
   return R"({"fid":"config","ip":"127.0.0.1","port":)" + std::to_string(port) + "}";

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/client/ws_client.h"
+#include "tests/support/ws_client.h"
 
 /// What all traffic of a run shares. The texts are UTF-8.
 struct SoakTarget {

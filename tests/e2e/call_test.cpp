@@ -1,7 +1,7 @@
 // The command-line client against the service.
 
-#include "bench/client/child_process.h"
-#include "tests/e2e/service_test.h"
+#include "tests/support/child_process.h"
+#include "tests/support/service_test.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Messages in pieces, many at once, too long or left unfinished; hostile bytes; TLS.
 
-#include "tests/e2e/service_test.h"
+#include "tests/support/service_test.h"
 #include "util/messages.h"
 
 namespace {

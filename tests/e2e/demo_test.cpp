@@ -1,6 +1,6 @@
 // The demo library in the service: what stands in its card file counts.
 
-#include "tests/e2e/service_test.h"
+#include "tests/support/service_test.h"
 
 namespace {
 

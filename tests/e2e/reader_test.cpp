@@ -1,6 +1,6 @@
 // Routing, command texts and replies; readers that break their contract.
 
-#include "tests/e2e/service_test.h"
+#include "tests/support/service_test.h"
 #include "util/messages.h"
 
 namespace {

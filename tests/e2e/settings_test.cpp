@@ -1,6 +1,6 @@
 // "getconfig" and "config": replies, and the INI file's bytes.
 
-#include "tests/e2e/service_test.h"
+#include "tests/support/service_test.h"
 
 namespace fs = std::filesystem;
 

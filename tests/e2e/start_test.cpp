@@ -2,7 +2,7 @@
 
 #include <sys/shm.h>
 
-#include "tests/e2e/service_test.h"
+#include "tests/support/service_test.h"
 
 namespace fs = std::filesystem;
 

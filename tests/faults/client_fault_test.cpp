@@ -6,8 +6,8 @@
 #include <atomic>
 #include <thread>
 
-#include "bench/load/ws_socket.h"
-#include "tests/e2e/service_test.h"
+#include "tests/support/service_test.h"
+#include "tests/support/ws_socket.h"
 
 namespace {
 

@@ -5,15 +5,13 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <list>
-#include <system_error>
 #include <thread>
 
-#include "bench/load/ws_socket.h"
-#include "tests/e2e/service_test.h"
+#include "tests/support/checked.h"
+#include "tests/support/service_test.h"
 #include "util/unique_fd.h"
 
 namespace fs = std::filesystem;
@@ -22,19 +20,15 @@ namespace {
 
 using SystemFaultTest = ServiceTest;
 
-void check(int result, const std::string& what) {
-  if (result != 0) throw std::system_error(errno, std::generic_category(), what);
-}
-
 /// Limits the descriptors of the processes that this one starts, and its own, until it is
 /// destroyed.
 class DescriptorLimit {
  public:
   explicit DescriptorLimit(rlim_t limit) {
-    check(getrlimit(RLIMIT_NOFILE, &before), "getrlimit");
+    checked(getrlimit(RLIMIT_NOFILE, &before), "getrlimit");
     rlimit lower = before;
     lower.rlim_cur = limit;
-    check(setrlimit(RLIMIT_NOFILE, &lower), "setrlimit");
+    checked(setrlimit(RLIMIT_NOFILE, &lower), "setrlimit");
   }
   DescriptorLimit(const DescriptorLimit&) = delete;
   DescriptorLimit& operator=(const DescriptorLimit&) = delete;
@@ -89,7 +83,7 @@ TEST_F(SystemFaultTest, OutputThatNobodyReadsOrThatIsClosedHoldsUpNothing) {
     std::list<UniqueFd> readers;
     for (const fs::path& output : outputs) {
       fs::remove(output);
-      check(mkfifo(output.c_str(), 0600), output);
+      checked(mkfifo(output.c_str(), 0600), output.c_str());
       readers.emplace_back(open(output.c_str(), O_RDWR | O_CLOEXEC));
     }
     start();

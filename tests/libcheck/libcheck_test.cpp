@@ -7,7 +7,7 @@
 #include <memory>
 #include <regex>
 
-#include "bench/client/child_process.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -55,13 +55,13 @@ TEST(LibcheckTest, NamesTheFaultAndTheCallOfEachFunction) {
 
 TEST(LibcheckTest, NamesTheFaultsOfLoadingAndOfTheLifecycle) {
   const std::string leaks = FAULTY_READERS "/leaks.so";
-  expect_findings({OTHER_READERS "/no_uninit.so"}, 1,
+  expect_findings({TEST_READERS "/no_uninit.so"}, 1,
                   {"FAIL dlsym dlsym finds no entry point uninit"});
-  expect_findings({OTHER_READERS "/init_fails.so"}, 1, {"FAIL init init returned 0"});
-  expect_findings({OTHER_READERS "/getversion_fails.so"}, 1,
+  expect_findings({TEST_READERS "/init_fails.so"}, 1, {"FAIL init init returned 0"});
+  expect_findings({TEST_READERS "/getversion_fails.so"}, 1,
                   {u8"FAIL getversion it returned 0", u8"没有读卡器"});
-  expect_findings({OTHER_READERS "/garbage_answer.so"}, 1, {"FAIL function list \"!\" is no hex"});
-  expect_findings({OTHER_READERS "/endless_answer.so"}, 1, {"FAIL getversion the answer has no"});
+  expect_findings({TEST_READERS "/garbage_answer.so"}, 1, {"FAIL function list \"!\" is no hex"});
+  expect_findings({TEST_READERS "/endless_answer.so"}, 1, {"FAIL getversion the answer has no"});
   expect_findings({FAULTY_READERS "/names.so", kDemo}, 1,
                   {"warn function list \"Capital\" can't be requested",
                    "warn function list \"getconfig\" never arrives",

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/unit/temporary_file.h"
+#include "tests/support/files.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <csignal>
 #include <string>
 
-#include "tests/unit/temporary_file.h"
+#include "tests/support/files.h"
 
 namespace {
 

@@ -8,16 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "bench/client/daemon_process.h"
-#include "bench/client/service_folder.h"
-#include "bench/client/tcp.h"
-#include "bench/client/ws_client.h"
-
-/// A GBK text, such as those in util/messages.h and in these tests' plain literals, as UTF-8.
-std::string utf8(const std::string& gbk);
-
-/// The service's reply (UTF-8) that gives a reason (GBK).
-std::string failure(const std::string& reason);
+#include "tests/support/daemon_process.h"
+#include "tests/support/tcp_socket.h"
+#include "tests/support/text.h"
+#include "tests/support/ws_client.h"
+#include "tests/support/ws_frame.h"
 
 /// A service of its own for each test. After each test no descriptor of its connections may be
 /// left, a new connection must be answered, and SIGINT must end the service with status 0, which a

@@ -1,25 +1,17 @@
-#include "bench/client/tcp.h"
+#include "tests/support/tcp_socket.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
 #include <random>
-#include <system_error>
 #include <utility>
 
+#include "tests/support/checked.h"
+#include "tests/support/eventually.h"
+
 namespace {
-
-constexpr time_t kSilenceSeconds = 60;
-
-template <typename Result>
-Result checked(Result result, const char* call) {
-  if (result < 0) throw std::system_error(errno, std::generic_category(), call);
-  return result;
-}
 
 /// The socket calls take every kind of address by a pointer to the general one.
 sockaddr* general(sockaddr_in& address) { return reinterpret_cast<sockaddr*>(&address); }
@@ -35,55 +27,59 @@ sockaddr_in loopback(uint16_t port) {
 }  // namespace
 
 TcpSocket::TcpSocket()
-    : descriptor(checked(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
-  const timeval limit{kSilenceSeconds, 0};
-  checked(::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit), "setsockopt");
-}
+    : socket(checked(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {}
 
-TcpSocket::TcpSocket(TcpSocket&& other) noexcept
-    : descriptor(std::exchange(other.descriptor, -1)) {}
+TcpSocket::TcpSocket(TcpSocket&& other) noexcept : socket(std::exchange(other.socket, -1)) {}
 
 TcpSocket::~TcpSocket() {
-  if (descriptor >= 0) ::close(descriptor);
+  if (socket >= 0) ::close(socket);
 }
 
 TcpSocket TcpSocket::listen(int backlog) {
   TcpSocket socket;
   sockaddr_in address = loopback(0);
-  checked(::bind(socket.descriptor, general(address), sizeof address), "bind");
-  checked(::listen(socket.descriptor, backlog), "listen");
+  checked(::bind(socket.descriptor(), general(address), sizeof address), "bind");
+  checked(::listen(socket.descriptor(), backlog), "listen");
   return socket;
 }
 
 TcpSocket TcpSocket::connect(uint16_t port) {
   TcpSocket socket;
   sockaddr_in address = loopback(port);
-  checked(::connect(socket.descriptor, general(address), sizeof address), "connect");
+  const timeval limit{kPatience.count(), 0};
+  const int no_delay = 1;
+  const auto set = [&](int level, int option, const auto& value) {
+    checked(::setsockopt(socket.descriptor(), level, option, &value, sizeof value), "setsockopt");
+  };
+  set(SOL_SOCKET, SO_RCVTIMEO, limit);
+  set(IPPROTO_TCP, TCP_NODELAY, no_delay);
+  checked(::connect(socket.descriptor(), general(address), sizeof address), "connect");
   return socket;
 }
 
 uint16_t TcpSocket::local_port() const {
   sockaddr_in address{};
   socklen_t length = sizeof address;
-  checked(::getsockname(descriptor, general(address), &length), "getsockname");
+  checked(::getsockname(socket, general(address), &length), "getsockname");
   return ntohs(address.sin_port);
 }
 
 void TcpSocket::send(std::string_view bytes) const {
   while (!bytes.empty()) {
-    const auto sent = checked(::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL), "send");
+    const auto sent = checked(::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL), "send");
     bytes.remove_prefix(static_cast<size_t>(sent));
   }
 }
 
+std::string TcpSocket::receive_some() const {
+  char block[4096];
+  return {block, static_cast<size_t>(checked(::recv(socket, block, sizeof block, 0), "recv"))};
+}
+
 std::string TcpSocket::receive_until_close() const {
-  std::string text;
-  std::array<char, 4096> block{};
-  for (;;) {
-    const auto received = checked(::recv(descriptor, block.data(), block.size(), 0), "recv");
-    if (received == 0) return text;
-    text.append(block.data(), static_cast<size_t>(received));
-  }
+  std::string bytes;
+  for (std::string some = receive_some(); !some.empty(); some = receive_some()) bytes += some;
+  return bytes;
 }
 
 uint16_t free_port() {

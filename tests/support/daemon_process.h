@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "bench/client/child_process.h"
-#include "bench/client/service_folder.h"
+#include "tests/support/child_process.h"
+#include "tests/support/service_folder.h"
 
 /// The name under which the service is started; it looks for its files beside that name.
 enum class StartAs { kAbsolute, kDotRelative, kRelative, kByPath };
@@ -38,9 +39,8 @@ class DaemonProcess {
   std::string errors() const;  ///< standard error so far, in GBK
 
  private:
-  template <typename Condition>
-  void wait_until(const std::string& what, Condition reached);
+  void wait_until(const std::function<bool()>& reached);
 
-  std::filesystem::path directory;
+  const std::filesystem::path directory;
   ChildProcess daemon;
 };

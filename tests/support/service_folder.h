@@ -3,27 +3,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
-/// A folder under the system's temporary directory, removed with everything in it at the end.
-class TemporaryFolder {
- public:
-  /// `mark` becomes part of the folder's name. Throws std::system_error.
-  explicit TemporaryFolder(const std::string& mark);
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder();
-
-  const std::filesystem::path& path() const { return directory; }
-
- private:
-  std::filesystem::path directory;
-};
-
-/// Whole files as bytes. Throw std::runtime_error that names the path.
-std::string read_file(const std::filesystem::path& path);
-void write_file(const std::filesystem::path& path, std::string_view bytes);
+#include "tests/support/files.h"
 
 /// A copy of an installed service (its program, reader libraries, INI files and page) that a test
 /// may change at will; the service is to run with path() as its working directory.

@@ -1,41 +1,10 @@
-#include "bench/client/service_folder.h"
+#include "tests/support/service_folder.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
-#include <system_error>
 
-#include "bench/client/child_process.h"
+#include "tests/support/child_process.h"
 
 namespace fs = std::filesystem;
-
-TemporaryFolder::TemporaryFolder(const std::string& mark) {
-  std::string pattern = (fs::temp_directory_path() / (mark + "-XXXXXX")).string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::system_error(errno, std::generic_category(), pattern);
-  }
-  directory = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  fs::remove_all(directory, ignored);
-}
-
-std::string read_file(const fs::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  std::string bytes(std::istreambuf_iterator<char>(stream), {});
-  if (!stream) throw std::runtime_error(path.string() + ": can't be read");
-  return bytes;
-}
-
-void write_file(const fs::path& path, std::string_view bytes) {
-  std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-  stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush();
-  if (!stream) throw std::runtime_error(path.string() + ": can't be written");
-}
 
 ServiceFolder::ServiceFolder(const fs::path& installed, const std::string& mark) : folder(mark) {
   fs::create_directory(path() / "bin");

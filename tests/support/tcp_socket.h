@@ -4,12 +4,13 @@
 #include <string>
 #include <string_view>
 
-/// A TCP socket on 127.0.0.1, closed at the end. Functions throw std::system_error.
+/// A blocking TCP socket on 127.0.0.1, closed at the end. Functions throw std::system_error.
 class TcpSocket {
  public:
   /// Listens on a free port. Nobody accepts: with a backlog of 0 the first connection fills the
   /// queue, and a further one gets no answer at all.
   static TcpSocket listen(int backlog);
+  /// What is received then has to come within a minute.
   static TcpSocket connect(uint16_t port);
 
   TcpSocket(TcpSocket&& other) noexcept;
@@ -18,16 +19,19 @@ class TcpSocket {
   TcpSocket& operator=(TcpSocket&&) = delete;
   ~TcpSocket();
 
+  int descriptor() const { return socket; }  ///< valid as long as this object
   uint16_t local_port() const;
   void send(std::string_view bytes) const;
 
-  /// All bytes until the peer closes the connection. Throws when it keeps silent for a minute.
+  /// The bytes that come next; none once the peer has closed the connection.
+  std::string receive_some() const;
+  /// All bytes until the peer closes the connection.
   std::string receive_until_close() const;
 
  private:
   TcpSocket();
 
-  int descriptor;
+  int socket;
 };
 
 /// A port of 127.0.0.1 on which nothing listens at the moment.

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/eventually.h"
+
 /// No message came, or the connection ended; what() says which.
 class WsFailure : public std::runtime_error {
  public:
@@ -17,8 +19,7 @@ class WsFailure : public std::runtime_error {
 struct WsOptions {
   bool tls = false;               ///< any certificate is accepted
   std::vector<std::string> alpn;  ///< protocols offered in the TLS handshake, first choice first
-  /// How long each operation may take: so long that it only ends what hangs.
-  std::chrono::seconds limit = std::chrono::seconds(60);
+  std::chrono::seconds limit = kPatience;  ///< how long each operation may take
 };
 
 /// One WebSocket connection with sub-protocol "ws" to a service on 127.0.0.1. After a WsFailure
@@ -33,7 +34,7 @@ class WsClient {
   WsClient& operator=(const WsClient&) = delete;
   ~WsClient();  ///< closes the TCP connection without a closing handshake
 
-  void send(std::string_view text);
+  void send(std::string_view text) { send_piece(text, true); }
   void send_binary(std::string_view bytes);
 
   /// Sends one piece of a text message, the last one with `final`.
@@ -41,7 +42,7 @@ class WsClient {
   void send_fragments(const std::vector<std::string>& pieces);
 
   /// Sends bytes past the WebSocket layer, in one write; over TLS up to 16,384 bytes travel in one
-  /// record. See masked_frame().
+  /// record.
   void send_raw(std::string_view bytes);
 
   /// The next message, its fragments joined.
@@ -62,13 +63,7 @@ class WsClient {
 
  private:
   class Connection;
-  template <typename Stream>
-  class StreamConnection;
 
   std::unique_ptr<Connection> connection;
   bool text_message = false;  ///< the last message received was a text message
 };
-
-/// A client's frame as it stands on the wire, masked. `head` is its first byte: FIN bit 0x80,
-/// reserved bits and the opcode.
-std::string masked_frame(unsigned char head, std::string_view payload);

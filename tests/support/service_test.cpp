@@ -1,22 +1,8 @@
-#include "tests/e2e/service_test.h"
+#include "tests/support/service_test.h"
 
 #include <sys/utsname.h>
 
-#include <thread>
-
-#include "util/text_conversion.h"
-
 namespace fs = std::filesystem;
-
-std::string utf8(const std::string& gbk) {
-  std::string text;
-  EXPECT_TRUE(gbk_to_utf8(gbk, text));
-  return text;
-}
-
-std::string failure(const std::string& reason) {
-  return utf8(R"({"result":"false","errmsg":")" + reason + "\"}");
-}
 
 ServiceTest::ServiceTest() {
   utsname system{};
@@ -32,11 +18,8 @@ void ServiceTest::TearDown() {
 }
 
 void ServiceTest::wait_until_idle() {
-  const auto deadline = std::chrono::steady_clock::now() + options.limit;
-  while (daemon->process().open_descriptors() != idle_descriptors) {
-    ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "a descriptor is left open";
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  const auto idle = [this] { return daemon->process().open_descriptors() == idle_descriptors; };
+  ASSERT_TRUE(eventually(idle, options.limit)) << "a descriptor is left open";
 }
 
 void ServiceTest::start(const std::vector<std::string>& readers,

@@ -1,0 +1,98 @@
+#include "tests/support/daemon_process.h"
+
+#include <sys/prctl.h>
+
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "tests/support/checked.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::set<pid_t> children() {
+  std::set<pid_t> found;
+  for (const auto& task : fs::directory_iterator("/proc/self/task")) {
+    std::ifstream list(task.path() / "children");
+    for (pid_t pid = 0; list >> pid;) found.insert(pid);
+  }
+  return found;
+}
+
+Launch launch_of(const ServiceFolder& folder, const std::vector<std::string>& arguments,
+                 StartAs start_as) {
+  // In the order of StartAs. As a shell does, the kernel always gets the path.
+  const std::string names[] = {folder.program().string(), "./bin/quorvelserver",
+                               "bin/quorvelserver", "quorvelserver"};
+  Launch launch{folder.program(), {names[static_cast<size_t>(start_as)]}, folder.path()};
+  launch.arguments.insert(launch.arguments.end(), arguments.begin(), arguments.end());
+  launch.output = folder.path() / "output.txt";
+  launch.errors = folder.path() / "errors.txt";
+  return launch;
+}
+
+/// Starts the service and returns the daemon's process id: that of the child that is new when the
+/// launcher has ended.
+pid_t adopt(const ServiceFolder& folder, const Launch& launch) {
+  checked(prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), "PR_SET_CHILD_SUBREAPER");
+  const std::set<pid_t> before = children();
+  const int status = ChildProcess(launch).wait();
+  for (const pid_t pid : children())
+    if (status == 0 && before.count(pid) == 0) return pid;
+  throw std::runtime_error("no daemon in " + folder.path().string() + ", exit status " +
+                           std::to_string(status) + "\n" + read_file(launch.errors));
+}
+
+/// Looked up in the kernel's tables: a connection made to find out would show in the service's log
+/// and descriptors.
+bool listens(uint16_t port) {
+  char local_port[8];
+  std::snprintf(local_port, sizeof local_port, ":%04X ", port);
+  // Whoever listens has no peer, so its address and port are zero, and is in state 0A.
+  for (const auto& [table, address_digits] : {std::pair("tcp", 8), {"tcp6", 32}}) {
+    const fs::path path = fs::path("/proc/self/net") / table;
+    const std::string peer = std::string(static_cast<size_t>(address_digits), '0') + ":0000 0A ";
+    if (fs::exists(path) && read_file(path).find(local_port + peer) != std::string::npos)
+      return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+DaemonProcess::DaemonProcess(const ServiceFolder& folder, const std::vector<std::string>& arguments,
+                             StartAs start_as)
+    : directory(folder.path()), daemon(adopt(folder, launch_of(folder, arguments, start_as))) {}
+
+void DaemonProcess::wait_until(const std::function<bool()>& reached) {
+  bool done = false;
+  const bool in_time = eventually([&] {
+    const bool ended = daemon.exit_status().has_value();
+    return (done = reached()) || ended;
+  });
+  if (!done)
+    throw std::runtime_error("the service " + std::string(in_time ? "ended" : "took too long") +
+                             "\n" + output() + errors());
+}
+
+void DaemonProcess::wait_until_listening(uint16_t port) {
+  wait_until([port] { return listens(port); });
+}
+
+void DaemonProcess::wait_for_message(std::string_view text) {
+  wait_until([&] { return (output() + "\n" + errors()).find(text) != std::string::npos; });
+}
+
+int DaemonProcess::stop() {
+  daemon.signal(SIGINT);
+  return daemon.wait();
+}
+
+std::string DaemonProcess::output() const { return read_file(directory / "output.txt"); }
+
+std::string DaemonProcess::errors() const { return read_file(directory / "errors.txt"); }

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// A UTF-8 text in GBK, and a GBK text in UTF-8. Throw std::runtime_error when it can't be.
+std::string gbk(std::string_view text);
+std::string utf8(std::string_view text);
+
+/// The service's reply (UTF-8) that gives a reason (GBK), with "fid" if there is one (UTF-8).
+std::string failure(std::string_view reason, const std::string& fid = {});

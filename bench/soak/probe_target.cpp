@@ -5,7 +5,7 @@
 
 ProbeTarget::ProbeTarget()
     : thread([this] {
-        for (int peer;
+        for (int peer = 0;
              (peer = accept4(listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC)) >= 0;)
           close(peer);
       }) {}

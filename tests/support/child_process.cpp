@@ -23,7 +23,7 @@ void check(std::initializer_list<int> errors, const Launch& launch) {
 
 /// The files stay unknown to the program under any descriptor but the three, which the tests that
 /// count its descriptors rely on.
-pid_t spawn(const Launch& launch) {
+pid_t spawn(Launch launch) {
   std::signal(SIGINT, SIG_DFL);  // inherited; a shell that runs this program aside ignores it
   posix_spawn_file_actions_t actions;
   check({posix_spawn_file_actions_init(&actions)}, launch);
@@ -38,8 +38,7 @@ pid_t spawn(const Launch& launch) {
          posix_spawn_file_actions_addchdir_np(&actions, launch.directory.c_str())},
         launch);
   std::vector<char*> arguments;
-  for (const std::string& argument : launch.arguments)
-    arguments.push_back(const_cast<char*>(argument.c_str()));  // as the C interface wants them
+  for (std::string& argument : launch.arguments) arguments.push_back(argument.data());
   arguments.push_back(nullptr);
   pid_t pid = 0;
   check({posix_spawnp(&pid, launch.program.c_str(), &actions, nullptr, arguments.data(), environ)},

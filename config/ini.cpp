@@ -1,11 +1,11 @@
 #include "config/ini.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
-#include "util/reply.h"
+#include "util/log/log.h"
+#include "util/text/text_buffer.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ bool is_section_header(std::string_view line) {
 int CIni::OpenFile(const char* path, const char* mode) {
   fp.reset(std::fopen(path, mode));
   if (!fp) {
-    std::printf("open inifile %s error!\n", path);
+    print("open inifile %s error!\n", path);
     return 2;
   }
   sections.clear();
@@ -66,7 +66,7 @@ int CIni::GetKey(const char* section, const char* key, char* out, std::size_t si
   const auto block = sections.find(section);
   if (block == sections.end()) return 0;
   const auto entry = block->second.find(key);
-  if (entry != block->second.end()) copy_text(out, size, entry->second);
+  if (entry != block->second.end()) copy_text({out, size}, entry->second);
   return 0;
 }
 

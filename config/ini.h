@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "util/unique_file.h"
+#include "util/handle/unique_file.h"
 
 /// Whether an INI line opens a section: not a comment, and it holds a "[" and a "]".
 bool is_section_header(std::string_view line);

@@ -1,21 +1,18 @@
 #pragma once
 
-#include <cjson/cJSON.h>
-
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "fuzz/input.h"
-#include "util/json_object.h"
-#include "util/text_conversion.h"
+#include "util/json/cjson_ptr.h"
+#include "util/text/conversion.h"
 
-using Json = std::unique_ptr<cJSON, CjsonDeleter>;
-
-/// The GBK text in UTF-8; empty when it can't be converted to its end.
-inline std::string utf8_of(const std::string& gbk) {
-  std::string utf8;
-  return gbk_to_utf8(gbk, utf8) ? utf8 : "";
+/// The reply as the client gets it, whatever its bytes.
+inline std::string client_text(const std::string& reply) {
+  std::string utf8(kLargestGrowth * reply.size() + 1, '\0');
+  library_text_to_utf8(reply, {utf8.data(), utf8.size()});
+  utf8.resize(std::strlen(utf8.c_str()));
+  return utf8;
 }
 
 /// Whether four digits follow every \u, which cJSON does not ask for.
@@ -32,7 +29,7 @@ inline Json read_strictly(const std::string& text) {
 }
 
 inline Json require_readable(const char* reply) {
-  Json json = read_strictly(utf8_of(reply));
+  Json json = read_strictly(client_text(reply));
   require(json != nullptr, "the reply is JSON in UTF-8 to the client");
   return json;
 }
@@ -45,4 +42,18 @@ inline bool require_envelope(const char* reply) {
   const bool success = std::strcmp(result, "true") == 0;
   require(success || cJSON_HasObjectItem(json.get(), "errmsg"), "a failure has a reason");
   return success;
+}
+
+/// Whether two documents have the same shape and texts. Numbers may be printed otherwise.
+inline bool same_texts(const cJSON* a, const cJSON* b) {
+  for (; a != nullptr && b != nullptr; a = a->next, b = b->next) {
+    const auto same = [](const char* left, const char* right) {
+      return left == nullptr ? right == nullptr : right != nullptr && std::strcmp(left, right) == 0;
+    };
+    if ((a->type & 0xFF) != (b->type & 0xFF) || !same(a->string, b->string) ||
+        (cJSON_IsString(a) && !same(a->valuestring, b->valuestring)) ||
+        !same_texts(a->child, b->child))
+      return false;
+  }
+  return a == b;
 }

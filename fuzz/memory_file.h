@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz/input.h"
-#include "util/unique_fd.h"
+#include "util/handle/unique_fd.h"
 
 /// A file in memory that can be opened by its path.
 class MemoryFile {

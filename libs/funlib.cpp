@@ -1,22 +1,18 @@
 #include "libs/funlib.h"
 
 #include <dlfcn.h>
-#include <libwebsockets.h>
 
 #include <cstring>
 #include <string>
 
 #include "libs/function_list.h"
 #include "libs/guarded_buffer.h"
-#include "util/messages.h"
-#include "util/program_path.h"
+#include "util/log/log.h"
+#include "util/os/program_path.h"
+#include "util/text/format.h"
+#include "util/text/messages.h"
 
 namespace {
-
-/// Sizes in bytes of the buffers that the entry points are promised.
-constexpr std::size_t kInitParameterSize = 1024;
-constexpr std::size_t kVersionAnswerSize = 1024;
-constexpr std::size_t kVersionErrorSize = 1024;
 
 /// Lent to one library call at a time. In static storage, where an overrun reaches neither the
 /// stack nor the heap.
@@ -33,44 +29,41 @@ bool find_entry(void* handle, const char* name, Entry& entry) {
 
 void LibraryCloser::operator()(void* handle) const { dlclose(handle); }
 
-Funlib::Funlib(const char* path) { copy_text(libname, sizeof libname, path); }
+Funlib::Funlib(const char* path) { copy_text(libname, path); }
 
 Funlib::~Funlib() {
   if (!inited) return;
   try {
     p_uninit();
   } catch (...) {
-    lwsl_err("%s: uninit threw an exception\n", libname);
+    log_error("%s: uninit threw an exception\n", libname);
   }
 }
 
 bool Funlib::init(char* errtext, std::size_t errtext_size) {
-  if (!open(errtext, errtext_size) || !find_entry_points(errtext, errtext_size) ||
-      !read_function_list(errtext, errtext_size))
-    return false;
-  char* parameter = library_buffer.prepare(kInitParameterSize);
-  if (p_init(parameter) == 0) return fail_with(errtext, errtext_size, messages::kLibraryInitFailed);
+  const TextBuffer reason(errtext, errtext_size);
+  if (!open(reason) || !find_entry_points(reason) || !read_function_list(reason)) return false;
+  char* parameter = library_buffer.prepare(QUORVEL_PARAMETER_SIZE);
+  if (p_init(parameter) == 0) return fail_with(reason, messages::kLibraryInitFailed);
   inited = true;
   return true;
 }
 
-bool Funlib::open(char* errtext, std::size_t errtext_size) {
-  if (libname[0] == '\0') return fail_with(errtext, errtext_size, messages::kNoLibraryName);
-  if (handle)
-    return fail_with(errtext, errtext_size, format_text(messages::kAlreadyLoaded, libname));
+bool Funlib::open(TextBuffer errtext) {
+  if (libname[0] == '\0') return fail_with(errtext, messages::kNoLibraryName);
+  if (handle) return fail_with(errtext, format_text(messages::kAlreadyLoaded, libname));
   char path[sizeof libname];
   const bool as_it_stands = libname[0] == '/' || libname[0] == '.';
-  if (as_it_stands ? !copy_text(path, sizeof path, libname)
-                   : !getfilepath(path, libname, sizeof path))
-    return fail_with(errtext, errtext_size, format_text(messages::kPathTooLong, libname));
+  if (as_it_stands ? !copy_text(path, libname) : !getfilepath(path, libname, sizeof path))
+    return fail_with(errtext, format_text(messages::kPathTooLong, libname));
   handle.reset(dlopen(path, RTLD_NOW));
   if (handle) return true;
   const char* loader_text = dlerror();
-  return fail_with(errtext, errtext_size,
-                   format_text(messages::kCannotLoad, libname) + (loader_text ? loader_text : ""));
+  return fail_with(errtext, format_text(messages::kCannotLoad, libname) +
+                                (loader_text != nullptr ? loader_text : ""));
 }
 
-bool Funlib::find_entry_points(char* errtext, std::size_t errtext_size) {
+bool Funlib::find_entry_points(TextBuffer errtext) {
   int missing = -1;
   if (!find_entry(handle.get(), "getversion", p_getversion)) missing = 3;
   if (!find_entry(handle.get(), "scommand", p_scommand)) missing = 2;
@@ -78,16 +71,15 @@ bool Funlib::find_entry_points(char* errtext, std::size_t errtext_size) {
   if (!find_entry(handle.get(), "init", p_init)) missing = 0;
   if (missing < 0) return true;
   handle.reset();
-  return fail_with(errtext, errtext_size,
-                   format_text(messages::kMissingEntryPoint, libname, missing));
+  return fail_with(errtext, format_text(messages::kMissingEntryPoint, libname, missing));
 }
 
-bool Funlib::read_function_list(char* errtext, std::size_t errtext_size) {
-  char* reason = error_buffer.prepare(kVersionErrorSize);
-  char* answer = library_buffer.prepare(kVersionAnswerSize);
+bool Funlib::read_function_list(TextBuffer errtext) {
+  char* reason = error_buffer.prepare(QUORVEL_ERROR_SIZE);
+  char* answer = library_buffer.prepare(QUORVEL_ANSWER_SIZE);
   if (p_getversion(verinfo, answer, verextra, reason) == 0)
-    return fail_with(errtext, errtext_size, {reason, strnlen(reason, kVersionErrorSize)});
-  const std::string_view digits(answer, strnlen(answer, kVersionAnswerSize));
+    return fail_with(errtext, {reason, strnlen(reason, QUORVEL_ERROR_SIZE)});
+  const std::string_view digits(answer, strnlen(answer, QUORVEL_ANSWER_SIZE));
   const std::string list = decode_function_list(digits, sizeof funclist - 1);
   list.copy(funclist, list.size());
   return true;
@@ -95,18 +87,27 @@ bool Funlib::read_function_list(char* errtext, std::size_t errtext_size) {
 
 int Funlib::call_cmd(const unsigned char* fid, const unsigned char* command, unsigned char* reply,
                      std::size_t reply_size) {
-  char* out = reinterpret_cast<char*>(reply);
+  const TextBuffer out(reinterpret_cast<char*>(reply), reply_size);
   if (!inited) {
-    write_failure(out, reply_size, messages::kNotInitialised);
+    write_failure(out, messages::kNotInitialised);
     return 0;
   }
   const char* name = reinterpret_cast<const char*>(fid);
   char* answer = library_buffer.prepare(reply_size);
   const int result = p_scommand(name, reinterpret_cast<const char*>(command), answer);
   const std::string_view text(answer, strnlen(answer, reply_size));
-  if (library_buffer.intact() && copy_text(out, reply_size, text)) return result;
-  lwsl_err("%s: the reply to \"%s\" runs past its %zu bytes and was dropped\n", libname, name,
-           reply_size);
-  write_failure(out, reply_size, messages::kReplyTooLong);
+  if (library_buffer.intact() && copy_text(out, text)) return result;
+  log_error("%s: the reply to \"%s\" runs past its %zu bytes and was dropped\n", libname, name,
+            reply_size);
+  write_failure(out, messages::kReplyTooLong);
   return 0;
+}
+
+void Funlib::report_foreign_text() {
+  if (foreign_text_reported) return;
+  foreign_text_reported = true;
+  log_warning(
+      "%s: a reply is no GBK; pages get it as GB18030, with U+FFFD for stray bytes. "
+      "quorvel-libcheck shows where\n",
+      libname);
 }

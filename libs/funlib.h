@@ -2,8 +2,16 @@
 
 #include <cstddef>
 #include <memory>
+#include <string_view>
 
-#include "util/reply.h"
+#include "sdk/quorvel_reader.h"
+#include "util/json/failure_reply.h"
+#include "util/text/text_buffer.h"
+
+static_assert(kReplySize == QUORVEL_REPLY_SIZE, "a library's reply is a reply");
+
+/// Size in bytes of the field that keeps a library's function list, with its terminating NUL.
+inline constexpr std::size_t kFunctionListSize = 4096;
 
 struct LibraryCloser {
   void operator()(void* handle) const;
@@ -26,7 +34,7 @@ class Funlib {
   /// Loads and initialises the library; once. On failure `errtext`, zero-filled by the caller, of
   /// `errtext_size` bytes, holds the reason. A library that was opened stays open until the binding
   /// is destroyed.
-  bool init(char* errtext, std::size_t errtext_size = kReplySize);
+  bool init(char* errtext, std::size_t errtext_size = QUORVEL_ERROR_SIZE);
 
   /// Lets the library answer one request. `fid` is the function name in lower case and `command`
   /// the command text (JSON, UTF-8); both NUL-terminated. The reply (GBK) goes to `reply` of
@@ -39,24 +47,23 @@ class Funlib {
   /// The functions that the library serves, as it lists them; empty until init succeeded.
   const char* functions() const { return funclist; }
 
+  /// Says in the log that the library's reply was no GBK; the first time only.
+  void report_foreign_text();
+
  private:
-  using InitEntry = int (*)(char* parameter);
-  using UninitEntry = int (*)();
-  using CommandEntry = int (*)(const char* fid, const char* command, char* reply);
-  using VersionEntry = int (*)(char* verinfo, char* answer, char* verextra, char* errtext);
+  bool open(TextBuffer errtext);
+  bool find_entry_points(TextBuffer errtext);
+  bool read_function_list(TextBuffer errtext);
 
-  bool open(char* errtext, std::size_t errtext_size);
-  bool find_entry_points(char* errtext, std::size_t errtext_size);
-  bool read_function_list(char* errtext, std::size_t errtext_size);
-
-  char verinfo[20] = {};
-  char verextra[32] = {};
+  char verinfo[QUORVEL_VERINFO_SIZE] = {};
+  char verextra[QUORVEL_VEREXTRA_SIZE] = {};
   std::unique_ptr<void, LibraryCloser> handle;
   bool inited = false;
-  char funclist[4096] = {};
-  InitEntry p_init = nullptr;
-  UninitEntry p_uninit = nullptr;
-  CommandEntry p_scommand = nullptr;
-  VersionEntry p_getversion = nullptr;
+  char funclist[kFunctionListSize] = {};
+  decltype(&::init) p_init = nullptr;
+  decltype(&::uninit) p_uninit = nullptr;
+  decltype(&::scommand) p_scommand = nullptr;
+  decltype(&::getversion) p_getversion = nullptr;
   char libname[400] = {};
+  bool foreign_text_reported = false;
 };

@@ -5,7 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "util/reply.h"
+#include "util/json/failure_reply.h"
+#include "util/text/text_buffer.h"
 
 class CIni;
 class Funlib;
@@ -48,6 +49,9 @@ class LibManager {
   int call_cmd(const unsigned char* fid, const unsigned char* command, unsigned char* reply,
                std::size_t reply_size = kReplySize);
 
+  /// Says in the log, once for each library, that a reply to the function `fid` was no GBK.
+  void report_foreign_text(const char* fid) const;
+
   /// TCP port to listen on; 47392 until init has read the INI file, 0 when that names none.
   int listening_port() const { return port; }
 
@@ -56,7 +60,8 @@ class LibManager {
 
   void load_listed_libraries(CIni& ini, char* errtext, std::size_t size);
   void read_port(CIni& ini);
-  bool load(const char* path, char* errtext, std::size_t size);
+  bool load(const char* path, TextBuffer errtext);
+  Funlib* library_of(const std::string& lowered_name) const;
 
   LibraryTable libs;
   int port;

@@ -4,28 +4,30 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <string>
 
 #include "libs/lib_manager.h"
+#include "server/answer.h"
 #include "server/pending_table.h"
 #include "server/request_channel.h"
 #include "server/startup.h"
-#include "util/local_address.h"
-#include "util/reply.h"
-#include "util/text_conversion.h"
+#include "util/log/log.h"
+#include "util/os/local_address.h"
+#include "util/text/conversion.h"
 
 char xtjg[20];
 volatile std::sig_atomic_t interrupted = 0;
 LibManager libmanager;
 
-const char Webversion[] = QUORVEL_VERSION;
+/// Part of the start-up banner, which is for pages and scripts that know it: not the package's
+/// version.
+const char Webversion[] = "3.5.0.01";
 
 namespace {
 
 constexpr int kDefaultLogLevel = LLL_ERR | LLL_WARN | LLL_NOTICE | LLL_USER;
+static_assert(static_cast<unsigned>(LogLevel::kUser) == LLL_USER, "levels are libwebsockets' bits");
 constexpr int kFirstMarkedFree = 10;
 constexpr char kCertificateFile[] = "localhost-100y.cert";
 constexpr char kKeyFile[] = "localhost-100y.key";
@@ -58,13 +60,16 @@ void sigint_handler(int) { interrupted = 1; }
 
 void set_log_level(int argc, const char** argv) {
   const char* level = lws_cmdline_option(argc, argv, "-d");
+  const int mask =
+      level != nullptr ? static_cast<int>(std::strtol(level, nullptr, 10)) : kDefaultLogLevel;
   lws_set_log_level(
-      level != nullptr ? static_cast<int>(std::strtol(level, nullptr, 10)) : kDefaultLogLevel,
-      nullptr);
+      mask, [](int bit, const char* line) { log_component(static_cast<unsigned>(bit), line); });
+  set_log_levels(static_cast<unsigned>(mask));
 }
 
-lws_context_creation_info context_settings(int argc, const char** argv) {
+lws_context_creation_info context_settings(int argc, const char** argv, Service& service) {
   lws_context_creation_info info{};
+  info.user = &service;
   info.port = libmanager.listening_port();
   info.protocols = protocols;
   info.mounts = &mount;
@@ -74,7 +79,7 @@ lws_context_creation_info context_settings(int argc, const char** argv) {
   info.alpn = "http/1.1";
   info.pt_serv_buf_size = kServiceBufferSize;
   if (lws_cmdline_option(argc, argv, "-s") != nullptr) {
-    lwsl_user("Server using TLS\n");
+    log_user("Server using TLS\n");
     info.options |= LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
     info.ssl_cert_filepath = kCertificateFile;
     info.ssl_private_key_filepath = kKeyFile;
@@ -87,12 +92,12 @@ lws_context_creation_info context_settings(int argc, const char** argv) {
 void explain_failed_start(const lws_context_creation_info& info) {
   for (const char* file : {info.ssl_cert_filepath, info.ssl_private_key_filepath}) {
     if (file == nullptr || access(file, R_OK) == 0) continue;
-    lwsl_err(
+    log_error(
         "-s: %s can't be read in the working directory; make the certificate and its key there\n",
         file);
     return;
   }
-  lwsl_err(
+  log_error(
       "port %d can't be opened: if another program has it, end that, or set [SERVER] localport "
       "in quorvel_service.ini to a free port\n",
       info.port);
@@ -106,13 +111,12 @@ UniqueContext create_context(const lws_context_creation_info& info) {
 void log_listening_line() {
   char addresses[kAddressListSize] = {};
   get_localip(addresses, sizeof addresses);
-  const std::string line =
-      format_text("QUORVEL server is now listening on ip:%slocalhost port:%2d for protocols ws .\n",
-                  addresses, libmanager.listening_port());
-  lwsl_user("%s", line.c_str());
+  log_user("QUORVEL server is now listening on ip:%slocalhost port:%2d for protocols ws .\n",
+           addresses, libmanager.listening_port());
 }
 
-/// Wakes the service loop now and then, so that it looks at the interrupted flag.
+/// Wakes the service loop now and then, so that it looks at the interrupted flag, and the log says
+/// what it left out.
 struct FlagTimer {
   lws_sorted_usec_list_t entry{};
   lws_context* context;
@@ -124,6 +128,7 @@ struct FlagTimer {
 
   static void arm(lws_sorted_usec_list_t* entry) {
     auto* timer = lws_container_of(entry, FlagTimer, entry);
+    flush_log();
     lws_sul_schedule(timer->context, 0, entry, arm, kFlagCheckUs);
   }
 };
@@ -137,8 +142,6 @@ void serve(lws_context* context) {
 /// What happens before the launching process lets go of its terminal.
 void prepare_process(int argc, const char** argv) {
   secure_standard_descriptors();
-  // Whole lines, so that a log file shows them at once and not mixed with standard error.
-  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   create_shared_memory(getcurlx());
   for (int entry = 0; entry < kFirstMarkedFree; ++entry) data_rec[entry].sockfd = -1;
   read_architecture(xtjg, sizeof xtjg);
@@ -147,14 +150,12 @@ void prepare_process(int argc, const char** argv) {
 }
 
 void load_libraries() {
-  const std::string banner =
-      format_text("Starting Orvex WebSocket Server Version %s of Brennic\n", Webversion);
-  lwsl_user("%s", banner.c_str());
+  log_user("Starting Orvex WebSocket Server Version %s of Brennic\n", Webversion);
   if (!preload_conversion())
-    lwsl_err("the C library can't convert GBK to UTF-8: install its gconv modules\n");
+    log_error("the C library can't convert GBK to UTF-8: install its gconv modules\n");
   char errtext[kErrorTextSize] = {};
   libmanager.init(errtext, sizeof errtext);
-  lwsl_user("Load library ok:\n");
+  log_user("Load library ok:\n");
 }
 
 }  // namespace
@@ -162,25 +163,26 @@ void load_libraries() {
 int main(int argc, const char** argv) {
   prepare_process(argc, argv);
   if (daemon(1, 1) != 0) {
-    lwsl_err("create daemon failed...\n");
+    log_error("create daemon failed...\n");
     return -1;
   }
-  lwsl_err("create daemon ok...\n");
+  log_milestone("create daemon ok...\n");
   settle_in_working_directory();
   load_libraries();
   std::signal(SIGINT, sigint_handler);
 
-  lwsl_user("Server Initializing \n");
-  const lws_context_creation_info info = context_settings(argc, argv);
+  log_user("Server Initializing \n");
+  Service service{libmanager, xtjg};
+  const lws_context_creation_info info = context_settings(argc, argv, service);
   const UniqueContext context(create_context(info));
   if (!context) {
-    lwsl_err("Server init failed\n");
+    log_error("Server init failed\n");
     explain_failed_start(info);
     return 1;
   }
-  lwsl_user("Server started \n");
+  log_user("Server started \n");
   log_listening_line();
-  lwsl_user("Server RUNNING .\n");
+  log_user("Server RUNNING .\n");
   serve(context.get());
   return 0;
 }

@@ -5,27 +5,21 @@
 #include <cstddef>
 #include <cstdint>
 
-class LibManager;
+#include "server/message_assembly.h"
 
 /// What the channel keeps for one connection; libwebsockets allocates it zero-filled and frees it.
 struct per_conn_data {
   char headroom[20];    ///< takes the frame header that lws_write puts before payload
   char payload[10240];  ///< the last chunk's first bytes, then the UTF-8 reply
   std::int32_t payload_len;
-  char binary;          ///< the last frame was a binary one
-  char final;           ///< the last chunk completed its message
-  bool collecting;      ///< a message is in progress
-  const char* refusal;  ///< reason (GBK) why the message in progress is refused, or null
+  char binary;  ///< the last frame was a binary one
+  char final;   ///< the last chunk completed its message
+  MessageAssembly assembly;
 };
 
 /// The protocols that the context serves: "ws" alone, which therefore takes the port's HTTP
-/// callbacks too.
+/// callbacks too. The context's user pointer leads to the Service that answers.
 extern const lws_protocols protocols[];
-
-/// The registry that requests are routed with, and the machine architecture that they are given
-/// as "platform". Defined beside main.
-extern LibManager libmanager;
-extern char xtjg[20];
 
 /// Protocol callback of the request channel: collects the chunks of each message, answers every
 /// complete message with exactly one UTF-8 text message, and holds each connection to one message

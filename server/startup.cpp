@@ -3,20 +3,18 @@
 #include <fcntl.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 
-#include "util/reply.h"
-#include "util/unique_fd.h"
-#include "util/working_directory.h"
+#include "util/log/log.h"
+#include "util/os/working_directory.h"
+#include "util/text/text_buffer.h"
 
 int curlx = -1;
 
@@ -31,16 +29,6 @@ struct PipeCloser {
   void operator()(std::FILE* pipe) const { pclose(pipe); }
 };
 using UniquePipe = std::unique_ptr<std::FILE, PipeCloser>;
-
-/// Opens a pipe anew: O_NONBLOCK set on the given descriptor would hold for every process that
-/// shares it.
-void unblock_pipe(int descriptor) {
-  struct stat status {};
-  if (fstat(descriptor, &status) != 0 || !S_ISFIFO(status.st_mode)) return;
-  const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
-  const UniqueFd own(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
-  if (own.get() >= 0) dup2(own.get(), descriptor);
-}
 
 }  // namespace
 
@@ -62,8 +50,9 @@ void secure_standard_descriptors() {
     fd = open("/dev/null", O_RDWR);
   } while (fd >= 0 && fd <= STDERR_FILENO);
   if (fd >= 0) close(fd);
-  unblock_pipe(STDOUT_FILENO);
-  unblock_pipe(STDERR_FILENO);
+  settle_log();
+  // Reader libraries may print, too: whole lines, so that a file shows them at once.
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   std::signal(SIGPIPE, SIG_IGN);
 }
 
@@ -87,7 +76,7 @@ void create_shared_memory(int variant) {
 void read_architecture(char* out, std::size_t size) {
   const UniquePipe pipe(popen("uname -m", "r"));  // NOLINT(cert-env33-c): a fixed command
   if (!pipe) {
-    copy_text(out, size, "none");
+    copy_text({out, size}, "none");
     return;
   }
   if (std::fgets(out, static_cast<int>(size), pipe.get()) == nullptr) out[0] = '\0';

@@ -15,9 +15,8 @@ int getcurlx();
 void settle_in_working_directory();
 
 /// Keeps the service's messages from harming it. Of the descriptors 0 to 2, closed ones become
-/// /dev/null, lest a connection get one of them and the messages with it. Standard output and
-/// error that lead into a pipe no longer block when nobody reads there: messages are lost then,
-/// and so they are when the reader is gone.
+/// /dev/null, lest a connection get one of them and the messages with it. What nobody reads any
+/// more is lost, and does not end or hold up the process.
 void secure_standard_descriptors();
 
 /// Lowers the process's limit of descriptors while it lives. libwebsockets takes the limit at the

@@ -1,18 +1,13 @@
 #include "Services/dispatcher/dispatcher.h"
 
-#include <cstring>
 #include <string>
 
+#include "Services/dispatcher/json_reply.h"
 #include "libs/lib_manager.h"
-#include "util/gbk.h"
-#include "util/json_object.h"
-#include "util/messages.h"
+#include "util/json/json_object.h"
+#include "util/text/messages.h"
 
 namespace {
-
-constexpr char kFid[] = "fid";
-constexpr char kQuotedFid[] = "\"fid\"";
-constexpr char kPlatform[] = "platform";
 
 const unsigned char* bytes(const char* text) {
   return reinterpret_cast<const unsigned char*>(text);
@@ -23,58 +18,49 @@ const unsigned char* bytes(const char* text) {
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): clearing 200 KiB would cost a request
 // dear
 Jdispatcher::Jdispatcher(LibManager* registry, const char* text)
-    : mgr(registry), request_fits(copy_text(request, sizeof request, text)) {
+    : mgr(registry), request_fits(copy_text(request, text)) {
   if (!request_fits) request[0] = '\0';
   command[0] = fid[0] = '\0';
 }
 
 bool Jdispatcher::init(char* out, const char* platform, std::size_t size) {
-  const auto refuse = [out, size](const char* reason) {
-    write_failure(out, size, reason);
-    return false;
-  };
-  if (!request_fits) return refuse(messages::kMessageTooLong);
-  neb::CJsonObject json(request);
+  if (!request_fits) return write_failure({out, size}, messages::kMessageTooLong);
+  neb::CJsonObject json{std::string_view(request)};
   std::string name;
-  if (!json.Get(kFid, name) || name.empty()) return refuse(messages::kNoFunctionName);
-  if (name.size() >= sizeof fid) return refuse(messages::kFunctionNameTooLong);
-  json.Delete(kFid);
-  json.Add(kPlatform, platform);
-  // Numbers may print longer than they were written.
-  if (!copy_text(command, sizeof command, json.ToString()))
-    return refuse(messages::kMessageTooLong);
-  return copy_text(fid, sizeof fid, name);
+  if (const char* refusal = make_command(json, platform, name))
+    return write_failure({out, size}, refusal);
+  return copy_text(command, json.ToString()) && copy_text(fid, name);
 }
 
 bool Jdispatcher::dispatch(char* out, std::size_t size) {
-  if (std::strcmp(fid, "config") == 0) return update_settings(out, size);
-  if (std::strcmp(fid, "getconfig") == 0) return read_settings(out, size);
-  return forward(out, size);
+  const Handler own = own_function(fid);
+  return own != nullptr ? (this->*own)({out, size}) : forward({out, size});
 }
 
-bool Jdispatcher::forward(char* out, std::size_t size) {
-  const int result =
-      mgr->call_cmd(bytes(fid), bytes(command), reinterpret_cast<unsigned char*>(out), size);
+Jdispatcher::Handler Jdispatcher::own_function(std::string_view name) {
+  static constexpr struct {
+    std::string_view name;
+    Handler handler;
+  } kOwnFunctions[] = {{"config", &Jdispatcher::config}, {"getconfig", &Jdispatcher::getconfig}};
+  for (const auto& own : kOwnFunctions)
+    if (own.name == name) return own.handler;
+  return nullptr;
+}
+
+bool Jdispatcher::is_own_function(std::string_view name) { return own_function(name) != nullptr; }
+
+bool Jdispatcher::forward(TextBuffer out) {
+  const int result = mgr->call_cmd(bytes(fid), bytes(command),
+                                   reinterpret_cast<unsigned char*>(out.data), out.size);
   // A reply that has no room for its "fid" goes out as the library wrote it.
-  if (const auto completed = with_fid(out, fid)) copy_text(out, size, *completed);
+  if (const auto completed = with_fid(out.data, fid)) copy_text(out, *completed);
   return result != 0;
 }
 
-std::optional<std::string> with_fid(std::string_view reply, std::string_view name) {
-  if (reply.find(kQuotedFid) != std::string_view::npos) return {};
-  neb::CJsonObject json(mask_backslashes(reply));
-  std::string present;
-  if (json.Get(kFid, present)) return {};
-  // The name comes from the client in UTF-8, the reply is GBK: bytes that are no GBK would cut the
-  // whole reply short when it is converted.
-  jsonadd(&json, kFid, bytes(clean_gbk(name).c_str()));
-  return unmask_backslashes(json.ToString());
-}
+bool Jdispatcher::config(TextBuffer out) { return update_settings(command, out); }
 
-void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value) {
-  json->Add(key, reinterpret_cast<const char*>(value));
-}
+bool Jdispatcher::getconfig(TextBuffer out) { return read_settings(out); }
 
-void write_reply(char* out, std::size_t size, const neb::CJsonObject& json) {
-  if (!copy_text(out, size, json.ToString())) write_failure(out, size, messages::kUnusableReply);
+bool Jdispatcher::setini(const char* ip, int port, char* errmsg, std::size_t size) {
+  return store_server_address(ip, port, {errmsg, size});
 }

@@ -11,7 +11,8 @@
 #include <string_view>
 
 #include "config/ini.h"
-#include "util/unique_file.h"
+#include "util/handle/unique_file.h"
+#include "util/log/log.h"
 
 namespace {
 
@@ -90,34 +91,33 @@ bool overwrite(int fd, std::string_view old, std::string_view content) {
 void IniWriteValue(const char* header, const char* key, const char* value, const char* path) {
   const UniqueFile file(std::fopen(path, "r+"));
   if (!file) {
-    std::printf("%s: Opent file %s failed.\n", "Services/dispatcher", path);
+    print("%s: Opent file %s failed.\n", "Services/dispatcher", path);
     return;
   }
   std::string old;
   if (!read_all(file.get(), old)) {
-    std::printf("%s: reading %s failed: %s\n", "Services/dispatcher", path, std::strerror(errno));
+    print("%s: reading %s failed: %s\n", "Services/dispatcher", path, std::strerror(errno));
     return;
   }
   const Rewrite result = replace_lines(old, header, key, value);
   const int fd = fileno(file.get());
   if (!overwrite(fd, old, result.content)) {
-    std::printf("%s: writing %s failed: %s; its old content is put back\n", "Services/dispatcher",
-                path, std::strerror(errno));
+    print("%s: writing %s failed: %s; its old content is put back\n", "Services/dispatcher", path,
+          std::strerror(errno));
     if (!overwrite(fd, result.content, old))
-      std::printf("%s: putting back %s failed: %s\n", "Services/dispatcher", path,
-                  std::strerror(errno));
+      print("%s: putting back %s failed: %s\n", "Services/dispatcher", path, std::strerror(errno));
     return;
   }
   if (!result.section_found) {
-    std::printf("No section = %s\n", header);
+    print("No section = %s\n", header);
   } else if (!result.key_found) {
-    std::printf("No key = %s\n", key);
+    print("No key = %s\n", key);
   }
 }
 
 int writeStringVlaue(const char* section, const char* key, const char* value, const char* path) {
   if (section == nullptr || key == nullptr || value == nullptr || path == nullptr) {
-    std::printf("%s: input parameter(s) is NULL!\n", "writeStringVlaue");
+    print("%s: input parameter(s) is NULL!\n", "writeStringVlaue");
     return -1;
   }
   const std::string header = std::string("[").append(section).append("]");

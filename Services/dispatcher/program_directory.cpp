@@ -1,10 +1,10 @@
 #include "Services/dispatcher/program_directory.h"
 
-#include "util/reply.h"
+#include "util/text/text_buffer.h"
 
 char curPath0[kProgramPathSize];
 
 bool getfilepath() {
   curPath0[0] = '\0';
-  return copy_text(curPath0, sizeof curPath0, program_directory());
+  return copy_text(curPath0, program_directory());
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util/program_path.h"
+#include "util/os/program_path.h"
 
 /// Directory of the program file without a trailing "/", as getfilepath() last found it.
 extern char curPath0[kProgramPathSize];

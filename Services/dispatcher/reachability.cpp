@@ -8,12 +8,12 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <exception>
 #include <string>
 
-#include "util/messages.h"
-#include "util/reply.h"
-#include "util/unique_fd.h"
+#include "util/handle/unique_fd.h"
+#include "util/text/format.h"
+#include "util/text/messages.h"
+#include "util/text/text_buffer.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ int set_socket_block(int fd) { return change_flags(fd, 0, O_NONBLOCK); }
 
 bool connect_retry(int fd, const sockaddr* addr, unsigned int alen, int budget, char* errmsg,
                    std::size_t size) {
-  if (set_socket_nonblock(fd) != 0) return fail_with(errmsg, size, "set socket mode Fail.");
+  if (set_socket_nonblock(fd) != 0) return fail_with({errmsg, size}, "set socket mode Fail.");
   int spent = 0;
   for (int step = 1; step <= kLastStep; step *= 2) {
     // The first call starts the connection; later ones tell whether it stands, or start it again
@@ -60,21 +60,17 @@ bool connect_retry(int fd, const sockaddr* addr, unsigned int alen, int budget, 
 }
 
 bool socket_conn(const char* ip, int port, unsigned char* errmsg, std::size_t size) {
-  char* reason = reinterpret_cast<char*>(errmsg);
-  const auto fail = [reason, size](const std::string& text) {
-    return fail_with(reason, size, text);
-  };
+  const TextBuffer reason(reinterpret_cast<char*>(errmsg), size);
   try {
     const sockaddr_in address = socket_address(ip, port);
     const UniqueFd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (socket.get() < 0) return fail(messages::kNoSocket);
+    if (socket.get() < 0) return fail_with(reason, messages::kNoSocket);
     if (connect_retry(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address,
-                      kRetryBudget, reason, size))
+                      kRetryBudget, reason.data, reason.size))
       return true;
-    return fail(format_text(messages::kNoConnection, ip, port));
-  } catch (const std::exception& error) {
-    return fail(exception_text(messages::kCheckException, &error));
+    return fail_with(reason, format_text(messages::kNoConnection, ip, port));
   } catch (...) {
-    return fail(messages::kCheckFailed);
+    return fail_with(reason,
+                     current_exception_text(messages::kCheckException, messages::kCheckFailed));
   }
 }

@@ -16,7 +16,7 @@
 #include "tests/support/eventually.h"
 #include "tests/support/ws_frame.h"
 #include "tests/support/ws_socket.h"
-#include "util/unique_fd.h"
+#include "util/handle/unique_fd.h"
 
 namespace {
 

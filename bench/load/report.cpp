@@ -6,7 +6,7 @@
 
 #include "bench/load/scenarios.h"
 #include "tests/support/files.h"
-#include "util/reply.h"
+#include "util/text/format.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "tests/support/tcp_socket.h"
 #include "tests/support/text.h"
 #include "tests/support/ws_frame.h"
-#include "util/messages.h"
+#include "util/text/messages.h"
 
 namespace {
 
@@ -153,8 +153,7 @@ void Traffic::store_settings(Client& client) {
 }
 
 void Traffic::store_unreachable(Client& client) {
-  client.due.push_back(
-      {utf8(R"({"result":"false","errmsg":"请检网络-连接127.0.0.1:1   失败！"})")});
+  client.due.push_back({R"({"result":"false","errmsg":"请检网络-连接127.0.0.1:1   失败！"})"});
   client.connection.send(settings_request(1));
 }
 

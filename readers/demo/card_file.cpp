@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "readers/demo/failure.h"
-#include "util/text_conversion.h"
+#include "util/text/conversion.h"
 
 namespace {
 
@@ -35,11 +35,11 @@ bool same_file(const struct stat& a, const struct stat& b) {
 
 CardFile::CardFile() : path(library_directory() + "/" + kFileName) {}
 
-bool CardFile::refresh() {
+void CardFile::refresh() {
   struct stat now = {};
   if (stat(path.c_str(), &now) != 0)
     throw Failure(failures::kCardFile, path + " - " + std::strerror(errno));
-  if (cards && same_file(now, state)) return false;
+  if (cards && same_file(now, state)) return;
   auto fresh = std::make_unique<CIni>();
   if (fresh->OpenFile(path.c_str(), "r") != 0)
     throw Failure(failures::kCardFile, path + " - " + std::strerror(errno));
@@ -50,7 +50,6 @@ bool CardFile::refresh() {
   is_utf8 = charset == "utf-8";
   cards = std::move(fresh);
   state = now;
-  return true;
 }
 
 std::string CardFile::text(const std::string& section, const char* key) const {
@@ -58,7 +57,7 @@ std::string CardFile::text(const std::string& section, const char* key) const {
   if (is_utf8) return value;
   std::string utf8;
   if (!gbk_to_utf8(value, utf8))
-    throw Failure(failures::kCardFile, "[" + section + "] " + key + u8"：与charset不符");
+    throw Failure(failures::kCardFile, "[" + section + "] " + key + "：与charset不符");
   return utf8;
 }
 

@@ -14,9 +14,9 @@ class CardFile {
   /// The card file beside this library.
   CardFile();
 
-  /// Reads the file if it has changed since the last time; true when it did. Throws Failure when it
-  /// can't be read; what was read before stays then.
-  bool refresh();
+  /// Reads the file if it has changed since the last time. Throws Failure when it can't be read;
+  /// what was read before stays then.
+  void refresh();
 
   /// The value in UTF-8, empty when there is none. Throws Failure when its bytes are not of the
   /// file's charset.

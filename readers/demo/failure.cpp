@@ -1,5 +1,7 @@
 #include "readers/demo/failure.h"
 
+#include "util/text/ascii.h"
+
 namespace {
 
 using namespace failures;
@@ -14,7 +16,7 @@ constexpr std::size_t kDetailSize = 120;
 std::string shorten(std::string_view text) {
   if (text.size() <= kDetailSize) return std::string(text);
   std::size_t end = kDetailSize;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  while (end > 0 && is_utf8_tail(text[end])) --end;
   return std::string(text.substr(0, end)) + "...";
 }
 

@@ -13,19 +13,19 @@ struct FailureKind {
 
 /// Every failure of the simulator, each once; causes and cures are in docs/reader-library.md.
 namespace failures {
-inline constexpr FailureKind kNoReader{"no_reader", "1001", u8"未检测到读卡器，请检查连接。"};
-inline constexpr FailureKind kNoCard{"no_card", "1002", u8"未检测到卡片，请放好卡片后重试。"};
+inline constexpr FailureKind kNoReader{"no_reader", "1001", "未检测到读卡器，请检查连接。"};
+inline constexpr FailureKind kNoCard{"no_card", "1002", "未检测到卡片，请放好卡片后重试。"};
 inline constexpr FailureKind kCardRemoved{"card_removed", "1003",
-                                          u8"读卡过程中卡片被移走，请重新放卡。"};
-inline constexpr FailureKind kUnreadable{"unreadable", "1004", u8"卡片无法读取，请更换卡片。"};
-inline constexpr FailureKind kWrongKind{"wrong_kind", "1005", u8"卡片类型不符：%"};
-inline constexpr FailureKind kWriteRefused{"write_refused", "1006", u8"该卡片不允许写入。"};
-inline constexpr FailureKind kUnknownFunction{"unknown_function", "2001", u8"不支持该功能：%"};
-inline constexpr FailureKind kUnknownMember{"unknown_member", "2002", u8"data中有未知参数：%"};
-inline constexpr FailureKind kBadValue{"bad_value", "2003", u8"参数取值无效：%"};
-inline constexpr FailureKind kUnknownPerson{"unknown_person", "2004", u8"卡片文件中没有此人：%"};
-inline constexpr FailureKind kCardFile{"card_file", "3001", u8"卡片文件有误：%"};
-inline constexpr FailureKind kReplyTooLong{"reply_too_long", "3002", u8"卡片资料超出应答长度。"};
+                                          "读卡过程中卡片被移走，请重新放卡。"};
+inline constexpr FailureKind kUnreadable{"unreadable", "1004", "卡片无法读取，请更换卡片。"};
+inline constexpr FailureKind kWrongKind{"wrong_kind", "1005", "卡片类型不符：%"};
+inline constexpr FailureKind kWriteRefused{"write_refused", "1006", "该卡片不允许写入。"};
+inline constexpr FailureKind kUnknownFunction{"unknown_function", "2001", "不支持该功能：%"};
+inline constexpr FailureKind kUnknownMember{"unknown_member", "2002", "data中有未知参数：%"};
+inline constexpr FailureKind kBadValue{"bad_value", "2003", "参数取值无效：%"};
+inline constexpr FailureKind kUnknownPerson{"unknown_person", "2004", "卡片文件中没有此人：%"};
+inline constexpr FailureKind kCardFile{"card_file", "3001", "卡片文件有误：%"};
+inline constexpr FailureKind kReplyTooLong{"reply_too_long", "3002", "卡片资料超出应答长度。"};
 }  // namespace failures
 
 /// The failure that a card file names, or null.

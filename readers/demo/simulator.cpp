@@ -1,26 +1,18 @@
 #include "readers/demo/simulator.h"
 
-#include <cjson/cJSON.h>
-
 #include <chrono>
 #include <memory>
 #include <new>
 #include <thread>
 
 #include "quorvel_reader.h"
-#include "readers/demo/encoding.h"
 #include "readers/demo/failure.h"
-#include "util/json_object.h"
+#include "util/json/cjson_ptr.h"
+#include "util/text/conversion.h"
 
 namespace {
 
-using Json = std::unique_ptr<cJSON, CjsonDeleter>;
-
 constexpr char kReader[] = "READER";  // the card file's section of the reader itself
-
-/// Bounds of the remembered replies: their number, and the bytes of a command.
-constexpr std::size_t kMostRemembered = 100;
-constexpr std::size_t kLongestRemembered = 1000;
 
 Json new_object() {
   Json object(cJSON_CreateObject());
@@ -64,7 +56,7 @@ void act_out_fault(const CardFile& cards, const std::string& section) {
   if (fault.find_first_not_of("-0123456789") != std::string::npos)
     throw Failure(failures::kCardFile, "[" + section + "] fault=" + fault);
   const std::string errmsg = cards.text(section, "errmsg");
-  throw Failure(fault, errmsg.empty() ? u8"读卡失败。" : errmsg);
+  throw Failure(fault, errmsg.empty() ? "读卡失败。" : errmsg);
 }
 
 /// The section of the card to read, named by the request or else by the card file; empty when
@@ -183,19 +175,6 @@ std::string failure_reply(const std::string& function, const Failure& failure) {
   return utf8_to_gbk(print(reply.get()));
 }
 
-/// The reply to a request, a failure reply when it fails.
-Simulator::Reply work_out(const std::string& function, std::string_view command,
-                          const CardFile& cards) {
-  int delay_ms = 0;
-  try {
-    Json data = new_object();
-    run(function, command, cards, data.get(), delay_ms);
-    return {true, success_reply(function, std::move(data)), delay_ms};
-  } catch (const Failure& failure) {
-    return {false, failure_reply(function, failure), delay_ms};
-  }
-}
-
 }  // namespace
 
 std::string Simulator::function_list() {
@@ -205,21 +184,16 @@ std::string Simulator::function_list() {
 }
 
 Simulator::Reply Simulator::answer(const std::string& function, std::string_view command) {
-  Reply reply = find_reply(function, command);
-  std::this_thread::sleep_for(std::chrono::milliseconds(reply.delay_ms));
-  return reply;
-}
-
-Simulator::Reply Simulator::find_reply(const std::string& function, std::string_view command) {
+  int delay_ms = 0;
+  Reply reply;
   try {
-    if (cards.refresh()) remembered.clear();
+    cards.refresh();
+    Json data = new_object();
+    run(function, command, cards, data.get(), delay_ms);
+    reply = {true, success_reply(function, std::move(data))};
   } catch (const Failure& failure) {
-    return {false, failure_reply(function, failure), 0};
+    reply = {false, failure_reply(function, failure)};
   }
-  if (command.size() > kLongestRemembered) return work_out(function, command, cards);
-  const std::string request = std::string(function).append("\n").append(command);
-  const auto known = remembered.find(request);
-  if (known != remembered.end()) return known->second;
-  if (remembered.size() == kMostRemembered) remembered.clear();
-  return remembered[request] = work_out(function, command, cards);
+  std::this_thread::sleep_for(std::chrono::milliseconds(delay_ms));
+  return reply;
 }

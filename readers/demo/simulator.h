@@ -2,7 +2,6 @@
 
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "readers/demo/card_file.h"
 
@@ -15,7 +14,6 @@ class Simulator {
   struct Reply {
     bool success;
     std::string json;  // GBK, compact, with the terminating zero within QUORVEL_REPLY_SIZE bytes
-    int delay_ms;      // time that the reader takes for it
   };
 
   /// Answers one request after the time that the reader takes for it. `command` is the request's
@@ -24,10 +22,5 @@ class Simulator {
   Reply answer(const std::string& function, std::string_view command);
 
  private:
-  Reply find_reply(const std::string& function, std::string_view command);
-
   CardFile cards;
-  // By function and command. A reply follows from these and the card file alone, and pages ask for
-  // the same again and again. Emptied when the file has changed.
-  std::unordered_map<std::string, Reply> remembered;
 };

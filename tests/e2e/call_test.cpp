@@ -28,9 +28,8 @@ class CallTest : public ServiceTest {
     return "--url=" + scheme + "://localhost:" + std::to_string(to);
   }
 
-  const std::string plain =
-      u8R"({"result":"true","name":"张三","size":1.500000,"fid":"plain"})"
-      "\n";
+  const std::string plain = R"({"result":"true","name":"张三","size":1.500000,"fid":"plain"})"
+                            "\n";
 };
 
 TEST_F(CallTest, ExitStatusTellsTheResult) {

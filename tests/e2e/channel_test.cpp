@@ -1,7 +1,7 @@
 // Messages in pieces, many at once, too long or left unfinished; hostile bytes; TLS.
 
 #include "tests/support/service_test.h"
-#include "util/messages.h"
+#include "util/text/messages.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ class ChannelTest : public ServiceTest {
     for (int number = 0; number < requests; ++number) {
       ASSERT_EQ(echo_reply(number), client.receive());
     }
-    EXPECT_EQ(failure(messages::kUnrecognised), client.ask("last"));
+    EXPECT_EQ(failure(utf8(messages::kUnrecognised)), client.ask("last"));
   }
 };
 
@@ -35,7 +35,7 @@ TEST_F(ChannelTest, PiecesAreJoinedUpToTheNulOfEach) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
       {{whole.substr(0, 3), whole.substr(3, 9), whole.substr(12)}, echo_reply(1)},
       {{"", whole, ""}, echo_reply(1)},
-      {{"", "", ""}, failure(messages::kUnrecognised)},
+      {{"", "", ""}, failure(utf8(messages::kUnrecognised))},
       {{"\0{}"s, whole}, echo_reply(1)},
       {{whole.substr(0, 3) + "\0{}"s, whole.substr(3)}, echo_reply(1)},
       {{whole + "\0"s, "ignored"}, echo_reply(1)},
@@ -86,7 +86,7 @@ TEST_F(ChannelTest, HundredUnfinishedMessagesLeaveTheServiceUsable) {
   }
   WsClient surplus = connect();
   surplus.send_fragments({R"({"fid":)", R"("echo",)", R"("n":1})"});
-  EXPECT_EQ(failure(messages::kBusy), surplus.receive());
+  EXPECT_EQ(failure(utf8(messages::kBusy)), surplus.receive());
   EXPECT_EQ(echo_reply(1), surplus.ask(echo_request(1)));
   for (int number = 0; number < 100; ++number) {
     WsClient& client = clients[static_cast<size_t>(number)];
@@ -105,7 +105,7 @@ TEST_F(ChannelTest, MessageTooLongGetsOneRefusalAndTheConnectionGoesOn) {
   };
   std::string growing = R"({"fid":"length","n":[1)";  // readers get numbers with all their digits
   for (int count = 0; count < 400; ++count) growing += ",1e300";
-  const std::string refusal = failure(messages::kMessageTooLong);
+  const std::string refusal = failure(utf8(messages::kMessageTooLong));
   expect_replies({{request(102399), R"({"length":102384,"fid":"length"})"},
                   {request(102400), refusal},
                   {request(143359), refusal},

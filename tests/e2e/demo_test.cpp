@@ -23,17 +23,17 @@ TEST_F(DemoTest, EditOfTheCardFileCountsFromTheNextRequestOn) {
     return R"({"result":"true","fid":"readphotoref","data":{"photo":")" + value + "\"}}";
   };
   const Exchange unknown_person = {read_request(R"("person":"b")"),
-                                   fault("2004", u8"卡片文件中没有此人：b")};
-  write_cards(u8"[READER]\ncharset=utf-8\ncard=a\n[a]\nname=x\nphoto=一\n");
+                                   fault("2004", "卡片文件中没有此人：b")};
+  write_cards("[READER]\ncharset=utf-8\ncard=a\n[a]\nname=x\nphoto=一\n");
   start({"libquorveldemo"});
-  expect_replies({{read_request(""), photo(u8"一")}, unknown_person});
-  write_cards("[READER]\ncharset=gbk\ncard=b\n[b]\nname=x\nphoto=另一\n");
+  expect_replies({{read_request(""), photo("一")}, unknown_person});
+  write_cards(gbk("[READER]\ncharset=gbk\ncard=b\n[b]\nname=x\nphoto=另一\n"));
   expect_replies(
-      {{read_request(""), photo(u8"另一")}, {read_request(R"("person":"b")"), photo(u8"另一")}});
-  write_cards(u8"[READER]\ncharset=latin1\ncard=a\n[a]\nname=x\nphoto=一\n");
-  expect_replies({{read_request(""), fault("3001", u8"卡片文件有误：[READER] charset=latin1")}});
-  write_cards(u8"[READER]\ncharset=utf-8\ncard=a\nfault=no_card\n[a]\nname=x\n");
-  expect_replies({{read_request(""), fault("1002", u8"未检测到卡片，请放好卡片后重试。")}});
+      {{read_request(""), photo("另一")}, {read_request(R"("person":"b")"), photo("另一")}});
+  write_cards("[READER]\ncharset=latin1\ncard=a\n[a]\nname=x\nphoto=一\n");
+  expect_replies({{read_request(""), fault("3001", "卡片文件有误：[READER] charset=latin1")}});
+  write_cards("[READER]\ncharset=utf-8\ncard=a\nfault=no_card\n[a]\nname=x\n");
+  expect_replies({{read_request(""), fault("1002", "未检测到卡片，请放好卡片后重试。")}});
 }
 
 TEST_F(DemoTest, EachOfManyRequestsGetsItsOwnReply) {
@@ -44,7 +44,7 @@ TEST_F(DemoTest, EachOfManyRequestsGetsItsOwnReply) {
       const bool is_long = number % 2 == 1;
       const std::string person = std::to_string(number) + std::string(is_long ? 2000 : 0, 'p');
       const std::string shown = is_long ? person.substr(0, 120) + "..." : person;
-      EXPECT_EQ(fault("2004", u8"卡片文件中没有此人：" + shown),
+      EXPECT_EQ(fault("2004", "卡片文件中没有此人：" + shown),
                 client.ask(read_request(R"("person":")" + person + "\"")));
     }
   }

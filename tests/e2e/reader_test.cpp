@@ -1,7 +1,7 @@
 // Routing, command texts and replies; readers that break their contract.
 
 #include "tests/support/service_test.h"
-#include "util/messages.h"
+#include "util/text/messages.h"
 
 namespace {
 
@@ -9,10 +9,10 @@ using ReaderTest = ServiceTest;
 
 TEST_F(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
   start();
-  const std::string no_function = u8R"({"result":"false","errmsg":"未传入服务名！"})";
-  const std::string unrecognised = u8R"({"result":"false","errmsg":"错误信息:无法识别的指令"})";
+  const std::string no_function = R"({"result":"false","errmsg":"未传入服务名！"})";
+  const std::string unrecognised = R"({"result":"false","errmsg":"错误信息:无法识别的指令"})";
   const auto unsupported = [](const std::string& name) {
-    return u8R"({"result":"false","errmsg":"不支持该功能.","fid":")" + name + "\"}";
+    return R"({"result":"false","errmsg":"不支持该功能.","fid":")" + name + "\"}";
   };
   const std::string canned =
       R"({"result":"true","fid":"readcardbas","reader":"functions","command":)"
@@ -31,7 +31,7 @@ TEST_F(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
       {R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})", canned},
       {"readcardbas", canned},
       {"readcardbas{}", canned},
-      {R"({"fid":"PlaIN"})", u8R"({"result":"true","name":"张三","size":1.500000,"fid":"PlaIN"})"},
+      {R"({"fid":"PlaIN"})", R"({"result":"true","name":"张三","size":1.500000,"fid":"PlaIN"})"},
       {R"({"fid":"ec"})", R"({"result":"false","reader":"functions","fid":"ec"})"},
       {R"({"fid":"empty"})", R"({"fid":"empty"})"},
       {R"({"fid":"array"})", "[1,2]"},
@@ -39,7 +39,8 @@ TEST_F(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
       {R"({"fid":"nosuch"})", unsupported("nosuch")},
       {R"({"fid":"Config"})", unsupported("Config")},
       {R"({"fid":")" + std::string(99, 'z') + "\"}", unsupported(std::string(99, 'z'))},
-      {R"({"fid":")" + std::string(100, 'z') + "\"}", failure(messages::kFunctionNameTooLong)},
+      {R"({"fid":")" + std::string(100, 'z') + "\"}",
+       failure(utf8(messages::kFunctionNameTooLong))},
       {R"({"fid":""})", no_function},
       {R"({"fid":7})", no_function},
       {R"({"data":{}})", no_function},
@@ -58,7 +59,7 @@ TEST_F(ReaderTest, FunctionGoesToTheFirstReaderInPathOrderThatDeclaresIt) {
       {R"({"fid":"ec"})", R"({"result":"false","reader":"first","fid":"ec"})"},
       {R"({"fid":"odd"})", R"({"result":"false","reader":"odd_answer","fid":"odd"})"},
       {R"({"fid":"fff"})", R"({"result":"false","reader":"endless_answer","fid":"fff"})"},
-      {R"({"fid":"tail"})", utf8(R"({"result":"false","errmsg":"不支持该功能.","fid":"tail"})")},
+      {R"({"fid":"tail"})", R"({"result":"false","errmsg":"不支持该功能.","fid":"tail"})"},
   });
 }
 
@@ -83,15 +84,15 @@ TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe
   start(readers);
 
   std::vector<std::string> errors = {
-      bin + "functions.so loaded! \n",
-      R"({"result":"false","errmsg":"错误类型：St13runtime_error 错误信息 ：卡\"1\"\u000a "})"};
+      bin + "functions.so loaded!  ",
+      R"({"result":"false","errmsg":"错误类型：St13runtime_error 错误信息 ：卡\"1\"\n "})"};
   for (const auto& [reader, reason] : refused) {
     std::string error = R"({"result":"false","errmsg":"初始化)";
     errors.push_back(error.append(bin).append(reader).append(".so失败 ").append(reason) + " \"}");
   }
   for (const std::string& error : errors) {
     EXPECT_TRUE(said("\n?error  = " + error + "?\n")) << error << "\n" << daemon->output();
-    EXPECT_NE(std::string::npos, daemon->errors().find(error)) << daemon->errors();
+    EXPECT_NE(std::string::npos, daemon->errors().find(gbk(error))) << daemon->errors();
   }
   EXPECT_EQ(echo_reply(1), ask(echo_request(1)));
 }
@@ -99,18 +100,16 @@ TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe
 TEST_F(ReaderTest, BrokenReplyOrExceptionCostsOneFailureReply) {
   start();
   const auto too_long = [](const std::string& name) {
-    return utf8(R"({"result":"false","errmsg":")" + std::string(messages::kReplyTooLong) +
-                R"(","fid":")" + name + "\"}");
+    return failure(utf8(messages::kReplyTooLong), name);
   };
   expect_replies({
       {R"({"fid":"longest"})", R"({"fid":")" + std::string(1013, 'x') + "\"}"},
       {R"({"fid":"noroom"})", R"({"r":")" + std::string(1015, 'x') + "\"}"},
       {R"({"fid":"endless"})", too_long("endless")},
       {R"({"fid":"overrun"})", too_long("overrun")},
-      {R"({"fid":"halfchar"})", R"({"fid":"half)"},
-      {R"({"fid":"nogbk"})", failure(messages::kUnusableReply)},
-      {R"({"fid":"throwtext"})",
-       failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\u000a )")},
+      {R"({"fid":"halfchar"})", "{\"fid\":\"half\uFFFD\"}"},
+      {R"({"fid":"nogbk"})", "\uFFFD\"fid\""},
+      {R"({"fid":"throwtext"})", failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )")},
       {R"({"fid":"thrownumber"})", failure("错误类型：i 错误信息 ： ")},
       {echo_request(1), echo_reply(1)},
   });
@@ -119,7 +118,7 @@ TEST_F(ReaderTest, BrokenReplyOrExceptionCostsOneFailureReply) {
 
 TEST_F(ReaderTest, ExceptionInTheCannedRequestIsAnsweredInPlainText) {
   start({"throwing"});
-  expect_replies({{"readcardbas", u8"错误类型：St13runtime_error 错误信息 ：卡\"1\"\n "}});
+  expect_replies({{"readcardbas", "错误类型：St13runtime_error 错误信息 ：卡\"1\"\n "}});
 }
 
 }  // namespace

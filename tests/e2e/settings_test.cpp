@@ -31,10 +31,10 @@ TEST_F(SettingsTest, AddressIsStoredOnlyWhenItIsValidAndAnswers) {
   const std::string no_answer = std::to_string(silent.local_port());
   const std::string above = std::to_string(65536 + listener.local_port());
   const std::string longest = "127.0.0.1 " + std::string(29, 'x');
-  const std::string no_address = u8R"({"result":"false","errmsg":"取参数ip:地址失败"})";
-  const std::string no_port = u8R"({"result":"false","errmsg":"取参数:端口失败"})";
+  const std::string no_address = R"({"result":"false","errmsg":"取参数ip:地址失败"})";
+  const std::string no_port = R"({"result":"false","errmsg":"取参数:端口失败"})";
   const auto unreachable = [](const std::string& address) {
-    return u8R"({"result":"false","errmsg":"请检网络-连接)" + address + u8R"(失败！"})";
+    return R"({"result":"false","errmsg":"请检网络-连接)" + address + R"(失败！"})";
   };
   const std::vector<Exchange> refused = {
       {R"({"fid":"config","port":)" + listening + "}", no_address},
@@ -121,12 +121,12 @@ TEST_F(SettingsTest, StoredAddressIsReadAnewAndCutAtAWholeCharacter) {
       {kStored, R"("ip":"10.0.0.1","port":"80"})"},
       {"[SERVER]\r\nSERVER_PORT=1234567\r\n", R"("ip":"","port":"123456"})"},
       {"[SERVER]\nSERVER_IP=卡卡卡卡卡卡卡卡卡卡卡卡卡卡卡\n",
-       u8R"("ip":"卡卡卡卡卡卡卡卡卡卡卡卡卡卡","port":""})"},
+       R"("ip":"卡卡卡卡卡卡卡卡卡卡卡卡卡卡","port":""})"},
       {"[server]\nSERVER_IP=1\n", R"("ip":"","port":""})"},
       {"", R"("ip":"","port":""})"},
   };
   for (const auto& [content, members] : rows) {
-    write_file(folder.server_ini(), content);
+    write_file(folder.server_ini(), gbk(content));
     EXPECT_EQ(R"({"result":"true",)" + members, ask(R"({"FID":"getconfig"})"));
   }
 }

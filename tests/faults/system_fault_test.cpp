@@ -12,7 +12,7 @@
 
 #include "tests/support/checked.h"
 #include "tests/support/service_test.h"
-#include "util/unique_fd.h"
+#include "util/handle/unique_fd.h"
 
 namespace fs = std::filesystem;
 
@@ -59,7 +59,7 @@ TEST_F(SystemFaultTest, WithoutFreeDescriptorsOpenConnectionsAreServedAndNewOnes
   options.limit = std::chrono::seconds(60);
   for (WsClient& client : clients) {
     EXPECT_EQ(echo_reply(1), client.ask(echo_request(1)));
-    EXPECT_EQ(u8R"({"result":"false","errmsg":"不支持该功能.","fid":"nosuch"})",
+    EXPECT_EQ(R"({"result":"false","errmsg":"不支持该功能.","fid":"nosuch"})",
               client.ask(R"({"fid":"nosuch"})"));
   }
   EXPECT_LT(daemon->errors().size(), 1000000U) << "the log is flooded";

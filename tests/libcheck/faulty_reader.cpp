@@ -33,7 +33,7 @@ int32_t misbehave(std::string_view name, const char* command, char* reply) {
   if (name == "before") reply[-1] = 'x';
   if (name == "copies") std::strcpy(reply, command);
   if (name == "silent") return 1;
-  if (name == "utf8") return answer(reply, u8R"({"result":"true","name":"读卡器"})");
+  if (name == "utf8") return answer(reply, R"({"result":"true","name":"读卡器"})");
   if (name == "halfchar") return answer(reply, "{\"result\":\"true\",\"name\":\"\x81\"}");
   if (name == "broken") return answer(reply, R"({"result":"true","name":"a"b"})");
   if (name == "boolean") return answer(reply, R"({"result":true})");

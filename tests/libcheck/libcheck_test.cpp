@@ -59,7 +59,7 @@ TEST(LibcheckTest, NamesTheFaultsOfLoadingAndOfTheLifecycle) {
                   {"FAIL dlsym dlsym finds no entry point uninit"});
   expect_findings({TEST_READERS "/init_fails.so"}, 1, {"FAIL init init returned 0"});
   expect_findings({TEST_READERS "/getversion_fails.so"}, 1,
-                  {u8"FAIL getversion it returned 0", u8"没有读卡器"});
+                  {"FAIL getversion it returned 0", "没有读卡器"});
   expect_findings({TEST_READERS "/garbage_answer.so"}, 1, {"FAIL function list \"!\" is no hex"});
   expect_findings({TEST_READERS "/endless_answer.so"}, 1, {"FAIL getversion the answer has no"});
   expect_findings({FAULTY_READERS "/names.so", kDemo}, 1,
@@ -88,7 +88,7 @@ TEST(LibcheckTest, ShowsTheFaultsThatTheDemoLibraryActsOut) {
   Strings arguments = {"--rounds=2", kDemo};
   Strings replies;
   for (const auto& [person, reply] : std::map<std::string, std::string>{
-           {"ouyangcheng", u8R"("result":"true","fid":"readcardbas","data":{"name":"歐陽誠")"},
+           {"ouyangcheng", R"("result":"true","fid":"readcardbas","data":{"name":"歐陽誠")"},
            {"pulled", R"("result":"false","fid":"readcardbas","errcode":"1003")"},
            {"lost", R"("result":"false","fid":"readcardbas","errcode":"-1101")"},
            {"nobody", R"("result":"false","fid":"readcardbas","errcode":"2004")"}}) {
@@ -106,7 +106,7 @@ TEST(LibcheckTest, PassesTheDemoLibraryAndReportsInJson) {
   const int checks = cJSON_GetArraySize(cJSON_GetObjectItem(report.get(), "checks"));
   EXPECT_GT(checks, 0);
   EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItem(report.get(), "ok")), checks) << result.output;
-  EXPECT_NE(result.output.find(u8R"(\"name\":\"张三\")"), std::string::npos);
+  EXPECT_NE(result.output.find(R"(\"name\":\"张三\")"), std::string::npos);
 }
 
 TEST(LibcheckTest, PassesTheExampleOfTheInstalledKitBuiltEitherWay) {

@@ -52,7 +52,7 @@ void ServiceTest::expect_replies(const std::vector<Exchange>& exchanges) const {
 }
 
 bool ServiceTest::said(const std::string& text) const {
-  return (daemon->output() + "\n" + daemon->errors()).find(text) != std::string::npos;
+  return (daemon->output() + "\n" + daemon->errors()).find(gbk(text)) != std::string::npos;
 }
 
 std::string ServiceTest::echoed(const std::string& command) {

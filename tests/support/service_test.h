@@ -36,7 +36,7 @@ class ServiceTest : public testing::Test {
   void expect_replies(const std::vector<Exchange>& exchanges) const;
   /// Waits until the service has closed every connection.
   void wait_until_idle();
-  /// Whether the text is among the service's messages, in GBK.
+  /// Whether the text (UTF-8) is among the service's messages, which are GBK.
   bool said(const std::string& text) const;
 
   /// What the function "echo" of the reader "functions" replies to a command text.

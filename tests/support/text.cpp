@@ -28,5 +28,5 @@ std::string utf8(std::string_view text) { return converted(std::string(text), "U
 
 std::string failure(std::string_view reason, const std::string& fid) {
   const std::string member = fid.empty() ? "" : R"(,"fid":")" + fid + '"';
-  return R"({"result":"false","errmsg":")" + utf8(reason) + '"' + member + "}";
+  return R"({"result":"false","errmsg":")" + std::string(reason) + '"' + member + "}";
 }

@@ -7,5 +7,5 @@
 std::string gbk(std::string_view text);
 std::string utf8(std::string_view text);
 
-/// The service's reply (UTF-8) that gives a reason (GBK), with "fid" if there is one (UTF-8).
+/// The service's reply that gives a reason, with "fid" if there is one; all UTF-8.
 std::string failure(std::string_view reason, const std::string& fid = {});

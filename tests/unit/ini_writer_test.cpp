@@ -72,7 +72,7 @@ TEST(IniWriter, WritesIntegersAndRefusesWhatIsNotThere) {
 }
 
 TEST(IniWriter, KeepsTheOldContentWhenTheFileCannotGrow) {
-  const std::string before = "[S]\nk=1\nlast=line\n";
+  const std::string before = "[S]\nk=1\nlast=" + kBig + "\n";
   const TemporaryFile file(before);
   rlimit old{};
   getrlimit(RLIMIT_FSIZE, &old);

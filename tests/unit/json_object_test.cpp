@@ -1,10 +1,11 @@
-#include "util/json_object.h"
+#include "util/json/json_object.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
-#include "util/reply.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -87,6 +88,27 @@ TEST(JsonObject, SaysWhereParsingFailed) {
   EXPECT_EQ(json.GetErrMsg(), "prase json string error at \"b\":2}");
 }
 
+TEST(JsonObject, ReadsTheBytesOfGbkCharactersAsSuch) {
+  const TextCase cases[] = {
+      // Second bytes that are those of a backslash and of a bracket; a code of four bytes.
+      {"{\"n\":\"\xd5\\\",\"\x81{\":\"\x81\x30\x81\x30\"}",
+       "{\"n\":\"\xd5\\\",\"\x81{\":\"\x81\x30\x81\x30\"}"},
+      {R"({"e":"\u4e2d\\u4e2d\"\u0041\ud83d\ude00"})", R"({"e":"\u4e2d\\u4e2d\"A\ud83d\ude00"})"},
+      {R"({"e":"a\ud800b\udc00"})", R"({"e":"a\ufffdb\ufffd"})"},
+      {"{\"m\":\"ab\xff\",\"n\":\"\x80\x81\"}", R"({"m":"ab\ufffd","n":"\ufffd\ufffd"})"},
+      {"{\"m\":\"\x81\t\"}", R"({"m":"\ufffd\t"})"},
+  };
+  for (const auto& [in, out] : cases) {
+    CJsonObject json(in, Charset::kGbk);
+    EXPECT_EQ(json.ToString(), out);
+    EXPECT_TRUE(json.Add("fid", gbk("诚")));
+    EXPECT_EQ(json.ToString(),
+              std::string(out, strlen(out) - 1) + R"(,"fid":")" + gbk("诚") + "\"}");
+    EXPECT_TRUE(json.Delete("fid"));
+    EXPECT_EQ(json.ToString(), out);
+  }
+}
+
 TEST(JsonObject, FindsTheFirstMemberInAnyLetterCase) {
   const CJsonObject json(R"({"Fid":"one","fid":"two","n":3,"N":4})");
   std::string text;
@@ -113,7 +135,7 @@ TEST(JsonObject, GetsNumbersAsInt) {
                {"-1e300", -2147483647 - 1},
                {"340282366920938463463374607431768211457", 1}};
   for (const auto& [text, value] : cases) {
-    const CJsonObject json(format_text("{\"port\":%s}", text));
+    const CJsonObject json(std::string("{\"port\":") + text + "}");
     int number = 7;
     EXPECT_TRUE(json.Get("port", number)) << text;
     EXPECT_EQ(number, value) << text;

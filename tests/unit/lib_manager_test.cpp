@@ -6,7 +6,8 @@
 #include <string>
 
 #include "libs/funlib.h"
-#include "util/messages.h"
+#include "tests/support/text.h"
+#include "util/text/messages.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ bool is_loaded(const std::string& path) {
   return handle != nullptr;
 }
 
-std::string failure(const std::string& reason) {
+std::string failure_reply(const std::string& reason) {
   return R"({"result":"false","errmsg":")" + reason + R"("})";
 }
 
@@ -55,7 +56,7 @@ TEST_F(LibManagerTest, RoutesToTheFirstPathThatDeclaresTheFunctionUntilItIsTaken
   EXPECT_FALSE(is_loaded(kFirst));
   EXPECT_NE(call("echo").find("second"), std::string::npos);
   registry.dellib(kSecond.c_str());
-  EXPECT_EQ(call("echo"), failure(messages::kNotSupported));
+  EXPECT_EQ(call("echo"), failure_reply(messages::kNotSupported));
   EXPECT_EQ(result, 0);
 }
 
@@ -68,7 +69,7 @@ TEST_F(LibManagerTest, LoadsEachPathOnce) {
 
 TEST_F(LibManagerTest, ClosesALibraryThatDoesNotStart) {
   EXPECT_FALSE(add(kInitFails));
-  EXPECT_EQ(errtext, failure("初始化" + kInitFails + "失败 初始化失败. "));
+  EXPECT_EQ(errtext, failure_reply(gbk("初始化" + kInitFails + "失败 初始化失败. ")));
   EXPECT_FALSE(is_loaded(kInitFails));
 }
 
@@ -82,7 +83,7 @@ TEST_F(LibManagerTest, StartsOverFromTheServiceFile) {
 TEST_F(LibManagerTest, RefusesWhatIsMissing) {
   unsigned char reply[kReplySize] = {};
   EXPECT_EQ(registry.call_cmd(nullptr, bytes("{}"), reply), 0);
-  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure(messages::kNotSupported));
+  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure_reply(messages::kNotSupported));
   EXPECT_EQ(registry.call_cmd(bytes("echo"), bytes("{}"), nullptr), 0);
 }
 
@@ -91,10 +92,10 @@ TEST(FunlibTest, SaysWhatItLacks) {
   unsigned char reply[kReplySize] = {};
   Funlib library(kFirst.c_str());
   EXPECT_EQ(library.call_cmd(bytes("echo"), bytes("{}"), reply), 0);
-  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure(messages::kNotInitialised));
+  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure_reply(messages::kNotInitialised));
   EXPECT_TRUE(library.init(errtext));
   EXPECT_FALSE(library.init(errtext));
-  EXPECT_EQ(errtext, kFirst + "动态库已经加载过！");
+  EXPECT_EQ(errtext, kFirst + gbk("动态库已经加载过！"));
   EXPECT_FALSE(Funlib("").init(errtext));
   EXPECT_STREQ(errtext, messages::kNoLibraryName);
   EXPECT_FALSE(Funlib(std::string(400, 'l').c_str()).init(errtext)) << "a name that does not fit";

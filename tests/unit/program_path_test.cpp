@@ -1,4 +1,4 @@
-#include "util/program_path.h"
+#include "util/os/program_path.h"
 
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+#include "tests/support/text.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -5,24 +7,42 @@
 #include <string>
 #include <string_view>
 
-#include "util/gbk.h"
-#include "util/json_object.h"
-#include "util/local_address.h"
-#include "util/messages.h"
-#include "util/reply.h"
-#include "util/text_conversion.h"
+#include "util/json/failure_reply.h"
+#include "util/os/local_address.h"
+#include "util/text/conversion.h"
+#include "util/text/converter.h"
+#include "util/text/format.h"
+#include "util/text/gbk.h"
+#include "util/text/messages.h"
 
 namespace {
 
+using namespace std::string_literals;
+
 TEST(TextConversion, ConvertsGbkToUtf8) {
   char out[8];
-  EXPECT_EQ(gbk2utfa("中", 2, out, sizeof out), 0);
-  EXPECT_STREQ(out, u8"中");
+  EXPECT_EQ(gbk2utfa(gbk("中").c_str(), 2, out, sizeof out), 0);
+  EXPECT_STREQ(out, "中");
   EXPECT_EQ(gbk2utfa("a\xd6", 2, out, sizeof out), -1) << "half a character";
   EXPECT_STREQ(out, "a");
   std::memset(out, 'x', sizeof out);
-  EXPECT_EQ(gbk2utfa("中中", 4, out, 4), -1) << "no room";
-  EXPECT_EQ(std::string_view(out, 5), std::string_view(u8"中\0x", 5));
+  EXPECT_EQ(gbk2utfa(gbk("中中").c_str(), 4, out, 4), -1) << "no room";
+  EXPECT_EQ(std::string_view(out, 5), "中\0x"s);
+}
+
+TEST(TextConversion, MakesOfEveryPairWhatIconvMakesOfIt) {
+  Converter converter("utf-8", kGbkCharset);
+  for (int code = 0x8000; code <= 0xFFFF; ++code) {
+    const char pair[] = {static_cast<char>(code >> 8), static_cast<char>(code)};
+    std::string_view in(pair, 2);
+    char expected[8] = {};
+    char* end = expected;
+    std::size_t room = sizeof expected;
+    const int error = converter.convert(in, end, room);
+    char out[8];
+    EXPECT_EQ(gbk2utfa(pair, 2, out, sizeof out) == 0, error == 0) << std::hex << code;
+    EXPECT_EQ(std::string_view(out, 8), std::string_view(expected, 8)) << std::hex << code;
+  }
 }
 
 TEST(TextConversion, UsesTwiceTheSourceOfTheDestination) {
@@ -33,7 +53,7 @@ TEST(TextConversion, UsesTwiceTheSourceOfTheDestination) {
   EXPECT_EQ(std::string(out + 500, 501), std::string(500, '\0') + "x");
 
   std::string source;
-  for (int i = 0; i < 500; ++i) source += "读";
+  for (int i = 0; i < 500; ++i) source += gbk("读");
   cpy2utfa(out, source.c_str());
   EXPECT_EQ(std::strlen(out), 1500U);
   EXPECT_EQ(out[2000], 'x');
@@ -42,31 +62,70 @@ TEST(TextConversion, UsesTwiceTheSourceOfTheDestination) {
   EXPECT_EQ(std::strlen(out), 1500U) << "an empty source writes nothing";
 }
 
-TEST(Gbk, CutsAtWholeCharactersAndReplacesStrayBytes) {
-  EXPECT_EQ(clean_gbk("中文a", 3), "中");
-  EXPECT_EQ(clean_gbk("中文a", 5), "中文a");
-  EXPECT_EQ(clean_gbk("a\xff\x80z\xd6"), "a??z?");
-  EXPECT_EQ(clean_gbk("\xd6\"x"), "?\"x");
-  EXPECT_EQ(clean_gbk("\xaa\xa1z中"), "??z中") << "a pair that is no character";
-  EXPECT_EQ(clean_gbk("\xd5\\中"), "?中") << "a second byte that reads as a backslash";
+TEST(TextConversion, ConvertsWhateverALibraryWrites) {
+  const struct {
+    std::string text;
+    std::string utf8;
+    bool is_gbk;
+  } cases[] = {
+      {"", "", true},
+      {gbk("{\"name\":\"张三\"}"), "{\"name\":\"张三\"}", true},
+      {"\x82\x31\xeb\x39" + gbk("三"), "\u3DC8三", false},  // beyond GBK, in GB18030's four bytes
+      {"\x95\x32\x82\x36", "\U00020000", false},
+      {"{\"name\":\"\xe9\"}", "{\"name\":\"\uFFFD\"}", false},
+      {gbk("三") + "\x81\x30\"\xff" + gbk("三"), "三\uFFFD0\"\uFFFD三", false},
+      {"\x80" + gbk("三"), "\uFFFD三", false},
+      {"\xB3\x80", utf8("\xB3\x80"), true},  // the same byte as part of a character
+      {std::string(1023, '\xff'), "", false},
+  };
+  for (const auto& [text, expected, is_gbk] : cases) {
+    std::string out(kLargestGrowth * text.size() + 1, 'x');
+    EXPECT_EQ(library_text_to_utf8(text, {out.data(), out.size()}), is_gbk) << expected;
+    if (!expected.empty()) {
+      EXPECT_EQ(out.c_str(), expected);
+    }
+    EXPECT_LE(std::strlen(out.c_str()), out.size() - 1);
+  }
 }
 
-TEST(Gbk, CarriesBackslashesThroughTheJsonDocument) {
-  const std::string reply = "{\"n\":\"\xd5\\\",\"e\":\"\\u4e2d\\\\u4e2d\\\"\"}";
-  const neb::CJsonObject json(mask_backslashes(reply));
-  EXPECT_EQ(unmask_backslashes(json.ToString()), reply);
+TEST(TextConversion, GivesUtf8InGbkWithAQuestionMarkForTheRest) {
+  EXPECT_EQ(utf8_to_gbk("张三"), gbk("张三"));
+  EXPECT_EQ(utf8_to_gbk("a\U0001F600b\xff\xfe"), "a?b??");
+  EXPECT_EQ(utf8_to_gbk("三\xe4\xb8"), gbk("三") + "?");
+}
+
+TEST(Gbk, CutsAtWholeCharactersAndReplacesStrayBytes) {
+  EXPECT_EQ(clean_gbk(gbk("中文a"), 3), gbk("中"));
+  EXPECT_EQ(clean_gbk(gbk("中文a"), 5), gbk("中文a"));
+  EXPECT_EQ(clean_gbk("a\xff\x80z\xd6"), "a??z?");
+  EXPECT_EQ(clean_gbk("\xd6\"x"), "?\"x");
+  EXPECT_EQ(clean_gbk("\x81\x30\x81\x30z", 4), "\x81\x30\x81\x30");
+  EXPECT_EQ(clean_gbk("\x81\x30\x81\x30z", 3), "");
 }
 
 TEST(Reply, IsValidWhateverTheReason) {
   char out[64];
-  write_failure(out, sizeof out, "a\"b\\\n中\xd6");
-  EXPECT_STREQ(out, R"({"result":"false","errmsg":"a\"b\\\u000a中?"})");
-  write_failure(out, 40, "1234567中文");
-  EXPECT_STREQ(out, R"({"result":"false","errmsg":"1234567中"})");
-  EXPECT_EQ(exception_text(messages::kException, nullptr).find("错误类型："), 0U);
-  const std::runtime_error error("why");
-  EXPECT_NE(exception_text(messages::kException, &error).find("runtime_error 错误信息 ：why "),
-            std::string::npos);
+  write_failure(out, "a\"b\\\n" + gbk("中诚") + "\xd6");
+  EXPECT_EQ(out, R"({"result":"false","errmsg":"a\"b\\\n)" + gbk("中诚") + R"(?"})");
+  write_failure({out, 40}, gbk("1234567中文"));
+  EXPECT_EQ(out, gbk(R"({"result":"false","errmsg":"1234567中"})"));
+  write_failure({out, 40}, "12345678\"");
+  EXPECT_STREQ(out, R"({"result":"false","errmsg":"12345678"})");
+}
+
+TEST(Exceptions, AreNamedWithTheirTypeAndReason) {
+  try {
+    throw 7;
+  } catch (...) {
+    EXPECT_EQ(current_exception_text(messages::kException), gbk("错误类型：i 错误信息 ： "));
+    EXPECT_EQ(current_exception_text(messages::kException, "other"), "other");
+  }
+  try {
+    throw std::runtime_error("why");
+  } catch (...) {
+    EXPECT_EQ(current_exception_text(messages::kException, "other"),
+              gbk("错误类型：St13runtime_error 错误信息 ：why "));
+  }
 }
 
 TEST(LocalAddress, AppendsWholeAddressesWithinTheBuffer) {

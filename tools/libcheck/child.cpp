@@ -20,7 +20,7 @@
 
 #include "tools/libcheck/fenced_buffer.h"
 #include "tools/libcheck/shared_memory.h"
-#include "util/unique_fd.h"
+#include "util/handle/unique_fd.h"
 
 namespace {
 

@@ -2,14 +2,15 @@
 
 #include <algorithm>
 
+#include "Services/dispatcher/dispatcher.h"
 #include "libs/function_list.h"
-#include "quorvel_reader.h"
+#include "libs/funlib.h"
 #include "tools/libcheck/text.h"
+#include "util/text/ascii.h"
 
 namespace {
 
 constexpr char kListName[] = "function list";
-constexpr std::size_t kListSize = 4096;  // what the service keeps of a list, in bytes
 
 /// What may stand between two names. A makers' arrangement is free; names hold none of these.
 constexpr std::string_view kSeparators = " \t\r\n,;|\"'()[]{}";
@@ -25,24 +26,21 @@ std::vector<std::string> split(const std::string& text) {
   return names;
 }
 
-bool has_capital(const std::string& name) {
-  return std::any_of(name.begin(), name.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
-}
-
 Finding warning(const std::string& text, const std::string& cure) {
   return {Level::warning, kListName, text, cure};
 }
 
 void judge_name(const std::string& name, const FunctionList& list, std::vector<Finding>& out) {
   const std::string quoted = "\"" + readable(name) + "\"";
-  if (name == "config" || name == "getconfig")
+  if (Jdispatcher::is_own_function(name))
     out.push_back(
         warning(quoted + " never arrives: the service answers it itself", "Choose another name."));
-  if (has_capital(name))
+  if (name != ascii_lower(name))
     out.push_back(warning(quoted + " can't be requested: the service lowers the name it looks for",
                           "Write the list in lower case."));
-  if (name.size() >= QUORVEL_NAME_SIZE)
-    out.push_back(warning(quoted + " can't be requested: a name has at most 99 bytes",
+  if (name.size() > kLongestName)
+    out.push_back(warning(quoted + " can't be requested: a name has at most " +
+                              std::to_string(kLongestName) + " bytes",
                           "Choose a shorter name."));
   for (const std::string& other : list.names)
     if (other.size() > name.size() && other.find(name) != std::string::npos)
@@ -54,7 +52,7 @@ void judge_name(const std::string& name, const FunctionList& list, std::vector<F
 }  // namespace
 
 FunctionList make_function_list(const std::string& path, std::string_view answer) {
-  std::string text = decode_function_list(answer, kListSize - 1);
+  std::string text = decode_function_list(answer, kFunctionListSize - 1);
   text.resize(std::min(text.find('\0'), text.size()));
   std::vector<std::string> names = split(text);
   return {path, std::move(text), std::move(names)};

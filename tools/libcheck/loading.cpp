@@ -4,13 +4,12 @@
 #include <memory>
 
 #include "libs/funlib.h"
+#include "libs/listing.h"
 #include "tools/libcheck/reader_library.h"
 #include "tools/libcheck/shared_memory.h"
 #include "tools/libcheck/text.h"
 
 namespace {
-
-constexpr std::size_t kPathLimit = 199;  // of a value in quorvel_service.ini, in bytes
 
 /// What the child that loads the library leaves behind, step by step.
 struct Steps {
@@ -27,13 +26,13 @@ struct Steps {
 void check_file(Subject& subject) {
   Finding finding = {Level::ok, "file", readable(subject.path)};
   const std::string file = subject.path.substr(subject.path.rfind('/') + 1);
-  if (file.find("so") == std::string::npos)
+  if (!names_library(file))
     finding = {Level::failure, "file", "the service skips a file without \"so\" in its name",
                "Give it a name such as libreader.so."};
-  else if (subject.path.size() > kPathLimit)
+  else if (subject.path.size() > kLongestLibraryPath)
     finding = {Level::warning, "file",
                "its path has " + std::to_string(subject.path.size()) +
-                   " bytes, the service takes at most 199",
+                   " bytes, the service takes at most " + std::to_string(kLongestLibraryPath),
                "Install it beside the program or under a shorter path."};
   subject.report.add(finding);
 }
@@ -103,14 +102,14 @@ void check_with_service(Subject& subject, const FunctionList& list) {
   struct Outcome {
     bool initialised;
     char text[kReplySize];
-    char functions[4096];
+    char functions[kFunctionListSize];
   };
   const Shared<Outcome> outcome;
   const bool finished = subject.passes("service", [&] {
     begin_call("the service's own loader");
     Funlib binding(subject.path.c_str());
     outcome->initialised = binding.init(outcome->text, sizeof outcome->text);
-    copy_text(outcome->functions, sizeof outcome->functions, binding.functions());
+    copy_text(outcome->functions, binding.functions());
   });
   if (!finished) return;
   if (!outcome->initialised || list.text != outcome->functions)

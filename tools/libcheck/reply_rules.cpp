@@ -1,20 +1,15 @@
 #include "tools/libcheck/reply_rules.h"
 
-#include <cjson/cJSON.h>
-
-#include <memory>
 #include <stdexcept>
 
-#include "Services/dispatcher/dispatcher.h"
+#include "Services/dispatcher/json_reply.h"
 #include "quorvel_reader.h"
 #include "tools/libcheck/text.h"
-#include "util/ascii.h"
-#include "util/json_object.h"
-#include "util/text_conversion.h"
+#include "util/json/cjson_ptr.h"
+#include "util/text/ascii.h"
+#include "util/text/conversion.h"
 
 namespace {
-
-using Json = std::unique_ptr<cJSON, CjsonDeleter>;
 
 /// Ends the judgement: what comes after would be judged on sand.
 struct Unusable {

@@ -10,7 +10,7 @@
 #include <new>
 
 #include "tools/libcheck/text.h"
-#include "util/json_object.h"
+#include "util/json/cjson_ptr.h"
 
 namespace {
 

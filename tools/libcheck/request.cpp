@@ -1,39 +1,25 @@
 #include "tools/libcheck/request.h"
 
-#include <cjson/cJSON.h>
 #include <sys/utsname.h>
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 
-#include "quorvel_reader.h"
-#include "util/ascii.h"
-#include "util/json_object.h"
+#include "Services/dispatcher/command.h"
+#include "Services/dispatcher/dispatcher.h"
+#include "util/json/cjson_ptr.h"
+#include "util/json/json_object.h"
+#include "util/text/ascii.h"
+#include "util/text/conversion.h"
 
 namespace {
 
-using Json = std::unique_ptr<cJSON, CjsonDeleter>;
-
 constexpr char kData[] = "data";
-constexpr std::size_t kLongestCommand = QUORVEL_COMMAND_SIZE - 1;
 
 std::string architecture() {
   utsname system = {};
   return uname(&system) == 0 ? system.machine : "none";
-}
-
-std::string lowered(std::string name) {
-  std::transform(name.begin(), name.end(), name.begin(), ascii_lower);
-  return name;
-}
-
-std::string command_text(const std::string& page) {
-  neb::CJsonObject document(page);
-  document.Delete("fid");
-  document.Add("platform", architecture());
-  return document.ToString();
 }
 
 std::string print(const cJSON* json) {
@@ -95,8 +81,8 @@ const std::vector<Oddity>& oddities() {
 std::string longest_request(const std::string& page) {
   const Json request = json(page);
   cJSON_AddStringToObject(request.get(), "padding", "");
-  const std::size_t used = command_text(print(request.get())).size();
-  const std::string padding(used < kLongestCommand ? kLongestCommand - used : 0, 'x');
+  const std::size_t used = make_request(print(request.get())).command.size();
+  const std::string padding(kLongestRequest - used, 'x');
   cJSON_ReplaceItemInObject(request.get(), "padding", text(padding).release());
   return print(request.get());
 }
@@ -110,18 +96,19 @@ Request request_for(const std::string& function, const std::string& label) {
 }  // namespace
 
 Request make_request(const std::string& page, const std::string& label) {
-  const neb::CJsonObject document(page);
+  neb::CJsonObject document{std::string_view(page)};
   std::string function;
-  if (!document.Get("fid", function) || function.empty())
-    throw std::invalid_argument("it is no JSON object with a text member \"fid\"");
-  if (function.size() >= QUORVEL_NAME_SIZE)
-    throw std::invalid_argument("its function name is longer than 99 bytes");
-  if (function == "config" || function == "getconfig")
+  if (page.size() > kLongestRequest)
+    throw std::invalid_argument("the service takes at most " + std::to_string(kLongestRequest) +
+                                " bytes");
+  if (const char* refusal = make_command(document, architecture().c_str(), function)) {
+    std::string reason;
+    gbk_to_utf8(refusal, reason);
+    throw std::invalid_argument("the service refuses it: " + reason);
+  }
+  if (Jdispatcher::is_own_function(function))
     throw std::invalid_argument("the service answers this function itself");
-  Request request = {label, page, lowered(function), command_text(page)};
-  if (request.command.size() > kLongestCommand)
-    throw std::invalid_argument("its command text is longer than 102399 bytes");
-  return request;
+  return {label, page, ascii_lower(function), document.ToString()};
 }
 
 Request default_request(const std::string& function) {
@@ -133,7 +120,7 @@ Request default_request(const std::string& function) {
 
 std::vector<Request> odd_requests(const std::string& page) {
   // Printed again by the service's own document, so that the stricter parser takes it as well.
-  const std::string canonical = neb::CJsonObject(page).ToString();
+  const std::string canonical = neb::CJsonObject(std::string_view(page)).ToString();
   std::vector<Request> requests;
   const auto add = [&](const std::string& changed, const char* label) {
     try {
@@ -154,7 +141,7 @@ std::vector<Request> odd_requests(const std::string& page) {
 std::vector<Request> unknown_functions(const std::string& declared) {
   std::vector<Request> requests = {
       request_for("no.such.function", "an unknown name"),
-      request_for(std::string(QUORVEL_NAME_SIZE - 1, 'a'), "a name of 99 bytes"),
+      request_for(std::string(kLongestName, 'a'), "as long as a name can be"),
       request_for("\xD7\xD6\xFF", "a name that is not ASCII"),
       request_for("%s%n", "printf directives")};
   if (declared.size() > 1)

@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "util/gbk.h"
-#include "util/text_conversion.h"
+#include "util/text/ascii.h"
+#include "util/text/conversion.h"
+#include "util/text/gbk.h"
 
 namespace {
-
-bool is_continuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
-
-bool is_control(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == '\x7F'; }
 
 std::string escaped(char byte) {
   char text[8];
@@ -32,7 +29,7 @@ bool is_utf8(std::string_view text) {
     const std::size_t length = utf8_length(text[0]);
     if (length == 0 || text.size() < length) return false;
     for (std::size_t i = 1; i < length; ++i)
-      if (!is_continuation(text[i])) return false;
+      if (!is_utf8_tail(text[i])) return false;
     text.remove_prefix(length);
   }
   return true;
@@ -66,7 +63,7 @@ std::string shortened(std::string_view utf8, std::size_t columns) {
   std::string out;
   std::size_t count = 0;
   for (const char byte : utf8) {
-    if (!is_continuation(byte) && ++count > columns) return out + "...";
+    if (!is_utf8_tail(byte) && ++count > columns) return out + "...";
     out += is_control(byte) ? escaped(byte) : std::string(1, byte);
   }
   return out;

@@ -1,13 +1,16 @@
-#include "util/working_directory.h"
+#include "util/os/working_directory.h"
 
 #include <unistd.h>
 
-#include <cstdio>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+
+#include "util/log/log.h"
 
 std::string require_working_directory() {
   char directory[4096];
   if (getcwd(directory, sizeof directory) != nullptr) return directory;
-  std::perror("error getcwd");
+  log_bare_error("error getcwd: %s\n", std::strerror(errno));  // NOLINT(concurrency-mt-unsafe)
   std::exit(1);  // NOLINT(concurrency-mt-unsafe): the process has one thread
 }

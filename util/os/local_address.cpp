@@ -1,4 +1,4 @@
-#include "util/local_address.h"
+#include "util/os/local_address.h"
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -10,8 +10,8 @@
 #include <cstring>
 #include <string>
 
-#include "util/reply.h"
-#include "util/unique_fd.h"
+#include "util/handle/unique_fd.h"
+#include "util/text/text_buffer.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ int get_localip(char* out, std::size_t size) {
     const std::string address = interface_address(socket.get(), records[i - 1]);
     if (address.empty()) continue;
     const std::size_t used = std::strlen(out);
-    if (copy_text(out + used, size - used, address + ";")) result = 0;
+    if (copy_text({out + used, size - used}, address + ";")) result = 0;
   }
   return result;
 }

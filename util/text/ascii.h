@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 /// Lower case of an ASCII letter, whatever the locale; every other byte as it is.
@@ -10,10 +11,22 @@ constexpr char ascii_lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
 }
 
+inline std::string ascii_lower(std::string text) {
+  for (char& c : text) c = ascii_lower(c);
+  return text;
+}
+
 inline bool is_ascii(std::string_view text) {
   return std::all_of(text.begin(), text.end(),
                      [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
+
+/// Whether the byte is one of a UTF-8 character behind its first.
+constexpr bool is_utf8_tail(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+constexpr bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == '\x7F'; }
 
 /// The four hexadecimal digits at `from` as a number, or -1.
 inline std::int32_t hex4(std::string_view text, std::size_t from) {

@@ -1,11 +1,11 @@
-#include "util/program_path.h"
+#include "util/os/program_path.h"
 
 #include <dlfcn.h>
 #include <unistd.h>
 
 #include <climits>
 
-#include "util/reply.h"
+#include "util/text/text_buffer.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ std::string program_directory() {
 
 bool getfilepath(char* out, const char* name, std::size_t size) {
   const std::string path = name[0] == '/' ? name : program_directory() + "/" + name;
-  if (copy_text(out, size, path)) return true;
+  if (copy_text({out, size}, path)) return true;
   if (size > 0) out[0] = '\0';
   return false;
 }

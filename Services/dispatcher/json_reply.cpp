@@ -1,0 +1,25 @@
+#include "Services/dispatcher/json_reply.h"
+
+#include "util/json/failure_reply.h"
+#include "util/json/json_object.h"
+#include "util/text/conversion.h"
+#include "util/text/messages.h"
+
+void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value) {
+  json->Add(key, reinterpret_cast<const char*>(value));
+}
+
+std::optional<std::string> with_fid(std::string_view reply, std::string_view name) {
+  constexpr char kFid[] = "fid";
+  if (reply.find("\"fid\"") != std::string_view::npos) return {};
+  neb::CJsonObject json(reply, Charset::kGbk);
+  std::string present;
+  if (json.Get(kFid, present)) return {};
+  const std::string fid = utf8_to_gbk(name);
+  jsonadd(&json, kFid, reinterpret_cast<const unsigned char*>(fid.c_str()));
+  return json.ToString();
+}
+
+void write_reply(TextBuffer out, const neb::CJsonObject& json) {
+  if (!copy_text(out, json.ToString())) write_failure(out, messages::kUnusableReply);
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "util/text/text_buffer.h"
+
+namespace neb {
+class CJsonObject;
+}
+
+/// Adds the string member `key` to the document; nothing changes when it has such a member already
+/// or is not an object. An empty document becomes an object first.
+void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value);
+
+/// A reader library's `reply` (GBK) with the string member "fid" of the text `name` (UTF-8)
+/// appended, printed without white space; what GBK lacks becomes "?" in the name. Nothing when the
+/// reply is to stay as it is: it has such a member, or holds "fid" in quotation marks anywhere.
+std::optional<std::string> with_fid(std::string_view reply, std::string_view name);
+
+/// Writes the document as the reply to `out`; a failure reply when it does not fit.
+void write_reply(TextBuffer out, const neb::CJsonObject& json);

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+
+#include "util/text/text_buffer.h"
+
+// The back-end server's address, in quorvel.ini beside the program. Reasons and replies are GBK.
+
+/// Size in bytes of the field for a reason text.
+inline constexpr std::size_t kReasonSize = 200;
+
+/// Answers "getconfig": writes the stored address as the reply to `out`. False, with a failure
+/// reply, when the file can't be read.
+bool read_settings(TextBuffer out);
+
+/// Answers "config": stores the address that the command text names in "ip" and "port". False,
+/// with a failure reply, unless it has been stored.
+bool update_settings(const char* command, TextBuffer out);
+
+/// Stores the address once a TCP connection to it has succeeded. On failure `errmsg` holds the
+/// reason and nothing is stored. A file that can't be written is reported on standard output only.
+bool store_server_address(const char* ip, int port, TextBuffer errmsg);

@@ -1,0 +1,47 @@
+#include "server/message_assembly.h"
+
+#include <cstring>
+
+#include "server/pending_table.h"
+#include "util/text/messages.h"
+#include "util/text/text_buffer.h"
+
+namespace {
+
+/// The message at hand. Made once: 140 KiB of automatic storage would cost each short request the
+/// walk of the stack's guard through its pages.
+char message[kMessageSize];
+
+}  // namespace
+
+void collect_chunk(MessageAssembly& assembly, std::int32_t sockfd, std::string_view chunk) {
+  assembly.collecting = true;
+  if (assembly.refusal != nullptr) return;
+  const PendingEntry found = find_pending(sockfd);
+  if (found.entry == kNoEntry) {
+    assembly.refusal = messages::kBusy;
+  } else if (!store_chunk(found.entry, sockfd, chunk.data(), chunk.size())) {
+    release_pending(sockfd);
+    assembly.refusal = messages::kMessageTooLong;
+  }
+}
+
+Message complete_message(MessageAssembly& assembly, std::int32_t sockfd, std::string_view chunk) {
+  const MessageAssembly state = assembly;
+  assembly = {};
+  if (state.refusal != nullptr) return {nullptr, state.refusal};
+  bool fits = true;
+  if (state.collecting) {
+    const PendingEntry found = find_pending(sockfd);
+    fits = take_message(found.entry, found.length, chunk.data(), chunk.size(), message);
+  } else {
+    fits = copy_text(message, {chunk.data(), strnlen(chunk.data(), chunk.size())});
+  }
+  if (fits) return {message, nullptr};
+  return {nullptr, messages::kMessageTooLong};
+}
+
+void abandon_message(MessageAssembly& assembly, std::int32_t sockfd) {
+  release_pending(sockfd);
+  assembly = {};
+}

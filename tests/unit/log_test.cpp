@@ -1,0 +1,58 @@
+#include "util/log/log.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/text.h"
+#include "util/log/repeat_limit.h"
+
+namespace {
+
+class LogTest : public testing::Test {
+ protected:
+  void TearDown() override { set_log_charset_utf8(false); }
+  template <typename Action>
+  static std::string output_of(Action action) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+  }
+};
+
+TEST_F(LogTest, DisarmsWhatArgumentsHoldAndKeepsTheFormatsOwnLineEnds) {
+  const std::string hostile = "a\nE: forged\r\x1b[31m\x7f\xc2\x9b";
+  EXPECT_EQ(output_of([&] { print("\n[%s]\n", hostile.c_str()); }), "\n[a E: forged??[31m???]\n");
+  EXPECT_EQ(output_of([] { print("%s", "\n\n"); }), "  ");
+  const std::string error = output_of([&] { log_error("%s\n", "\nfirst\n"); });
+  EXPECT_NE(error.find("] E:  first \n"), std::string::npos) << error;
+}
+
+TEST_F(LogTest, CutsAtAWholeCharacterAndWritesUtf8WhereItIsAskedTo) {
+  std::string text = "x";
+  for (int i = 0; i < 600; ++i) text += "三";
+  const std::string expected = text.substr(0, 1 + 3 * 499) + "...\n";
+  EXPECT_EQ(output_of([&] { print("%s\n", gbk(text).c_str()); }), gbk(expected));
+  set_log_charset_utf8(true);
+  EXPECT_EQ(output_of([&] { print("%s \n", gbk(text).c_str()); }), expected);
+  EXPECT_EQ(output_of([] { print("%s|\n", "\xff\x81\x30\x81\x30"); }), "???|\n")
+      << "U+0080 is a control character";
+}
+
+TEST(RepeatLimit, AdmitsTwentyOfAKindASecondAndCountsTheRest) {
+  RepeatLimit limit;
+  const char kinds[2] = {};
+  int admitted = 0;
+  for (int i = 0; i < 100; ++i) admitted += limit.admit(&kinds[0], 5) ? 1 : 0;
+  EXPECT_EQ(admitted, 20);
+  EXPECT_TRUE(limit.admit(&kinds[1], 5));
+  EXPECT_EQ(limit.take_surplus(5).kind, nullptr) << "the second is not over";
+  const RepeatLimit::Surplus surplus = limit.take_surplus(6);
+  EXPECT_EQ(surplus.kind, &kinds[0]);
+  EXPECT_EQ(surplus.lines, 80U);
+  EXPECT_EQ(limit.take_surplus(6).kind, nullptr);
+  EXPECT_TRUE(limit.admit(&kinds[0], 6));
+}
+
+}  // namespace

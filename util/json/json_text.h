@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// How the bytes of a JSON text's strings form characters. In UTF-8, and in anything else whose
+/// bytes from 128 upwards are never part of an ASCII character, each byte stands for itself; in GBK
+/// (and GB18030) the second byte of a character can be the one of a backslash or of a bracket.
+enum class Charset { kUtf8, kGbk };
+
+/// Length in bytes of the character at the start of `text` (not empty), at least 1.
+std::size_t char_length(std::string_view text, Charset charset);
+
+/// Appends `text` to `out` as the content of a JSON string: quotation marks, backslashes and
+/// control bytes escaped, U+FFFD, escaped, for what is no character in GBK, everything else as it
+/// is.
+void append_escaped(std::string& out, std::string_view text, Charset charset);
+
+/// The text that the content of a JSON string stands for, of a string that append_escaped or the
+/// scanner wrote. In GBK an escape of a character outside ASCII has no text: its letters stay.
+std::string unescaped(std::string_view content, Charset charset);

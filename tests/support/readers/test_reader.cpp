@@ -1,6 +1,11 @@
 // A reader library for tests. Compile definitions choose how it misbehaves while it is loaded, the
 // function asked for chooses how it answers.
 
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -36,6 +41,23 @@ std::string throw_text(const std::string&, const std::string&) {
 
 std::string throw_number(const std::string&, const std::string&) { throw 7; }
 
+// What a library does that harms its process.
+volatile int depth = 0;
+std::string recurse(const std::string& name, const std::string& command) {
+  const int here = ++depth;
+  return here < 0 ? name : recurse(name, command) + std::to_string(here);
+}
+
+std::string misbehave(const std::string& name, const std::string&) {
+  if (name == "crash") std::abort();
+  if (name == "leave") std::exit(0);
+  if (name == "hang") pause();
+  if (name == "late") sleep(1);
+  if (name == "unplug") close_range(3, ~0U, 0);
+  if (name == "breed" && fork() == 0) pause();
+  return R"({"result":"true","fid":")" + name + "\"}";
+}
+
 auto always(const std::string& text) {
   return [text](const std::string&, const std::string&) { return text; };
 }
@@ -46,6 +68,13 @@ const Function kFunctions[] = {
     {"length", length},
     {"throwtext", throw_text},
     {"thrownumber", throw_number},
+    {"crash", misbehave},
+    {"leave", misbehave},
+    {"hang", misbehave},
+    {"late", misbehave},
+    {"unplug", misbehave},
+    {"breed", misbehave},
+    {"recurse", recurse},
     {"plain", always("{ \"result\" : \"true\", \"name\" : \"张三\", \"size\" : 1.5 }")},
     {"empty", always("")},
     {"array", always("[1, 2]")},
@@ -90,7 +119,17 @@ int32_t getversion(char*, char* answer, char*, [[maybe_unused]] char* error) {
 #endif
 
 #ifndef NO_INIT
-int32_t init(char*) { return INIT_RESULT; }
+int32_t init(char*) {
+#ifdef INIT_HANGS
+  pause();
+#endif
+  if (std::filesystem::exists("crash_in_init")) std::abort();
+  return INIT_RESULT;
+}
+#endif
+
+#ifdef CONSTRUCTOR_THROWS
+const int kNever = (throw_text({}, {}), 0);
 #endif
 
 #ifndef NO_UNINIT

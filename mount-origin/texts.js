@@ -110,7 +110,7 @@ const TEXTS = {
     historyShow: '显示 {time} 的 {name}',
     milliseconds: '{ms} 毫秒',
     clear: '清空',
-    footer: '开发者：本服务提供 JavaScript 客户端 /quorvel.js。',
+    footer: '开发者：JavaScript 客户端在安装目录的 client/ 中；本服务自己的网页引用 /quorvel.js。',
 
     unavailable: '读卡服务没有运行。请稍后再试；仍不行，请联系管理员。',
     permission: '浏览器不允许本页访问本机。请点地址栏左边的图标，在网站设置中允许访问本机；没有此项时，请联系管理员。',
@@ -242,7 +242,7 @@ const TEXTS = {
     historyShow: 'Show {name} of {time}',
     milliseconds: '{ms} ms',
     clear: 'Clear',
-    footer: 'Developers: the service delivers its JavaScript client as /quorvel.js.',
+    footer: 'Developers: the JavaScript client is in client/ of the installation; pages of this service import /quorvel.js.',
 
     unavailable: 'The card-reading service is not running. Try again in a moment; if that does not help, call your administrator.',
     permission: 'The browser does not let this page reach this machine. Click the icon left of the address and allow access to this machine in the site settings; if there is no such setting, call your administrator.',

@@ -23,7 +23,7 @@ const SECOND_MS = 1000;
 // What browsers call the permission to reach this machine, newest name first.
 const PERMISSION_NAMES = ['loopback-network', 'local-network-access'];
 
-// What is said in English and in Chinese, with a part of its own in place of {}; the error's kind, where it
+// What is said in English and in Chinese, {} standing for the detail, and the error's kind where it
 // is not the row's name.
 const REASONS = {
   aborted: ['The call was aborted', '调用已取消'],

@@ -25,8 +25,10 @@ const SERVICE_REASONS = [
  */
 export function explain({reply, error}) {
   if (error) return {what: hasText(error.kind) ? text(error.kind) : error.message};
-  const errmsg = reply?.errmsg;
-  if (typeof errmsg !== 'string') return {what: text('badreply')};
+  if (reply === undefined) return {what: text('badreply')};
+  if (typeof reply?.result !== 'string') return {what: text('protocol')};
+  const {errmsg} = reply;
+  if (typeof errmsg !== 'string') return {what: text('noReason')};
   for (const [pattern, key] of SERVICE_REASONS) {
     const match = pattern.exec(errmsg);
     if (match) return {what: text(key, match.slice(1)), original: errmsg};

@@ -12,6 +12,7 @@ skip() { echo "skipped: $1"; exit 77; }
 fail() { echo "FAILED: $1" >&2; exit 1; }
 check() { "${@:2}" || fail "$1"; }
 check_not() { ! "${@:2}" || fail "$1"; }
+quietly() { "$@" >"$work/log" 2>&1; }
 
 work=$(mktemp -d) root='' leader='' container=''
 chmod 0755 "$work"

@@ -1,8 +1,6 @@
 # shellcheck shell=bash disable=SC2154
 # Sourced by package_test: what systemd says of a start is true.
 
-quiet_start() { start 2>/dev/null; }
-
 echo "== start and restart"
 for _ in {1..10}; do
   start
@@ -17,7 +15,7 @@ inside systemctl stop quorvelserver
 nsenter --target "$leader" --net python3 -m http.server --bind 127.0.0.1 --directory "$work/debs" "$port" >/dev/null 2>&1 &
 other=$!
 until in_network bash -c "exec 3<>/dev/tcp/127.0.0.1/$port" 2>/dev/null; do sleep 0.1; done
-check_not "started, although another program has the port" quiet_start
+check_not "started, although another program has the port" quietly start
 check_not "active, although another program has the port" inside systemctl is-active --quiet quorvelserver
 kill $other
 wait $other || true
@@ -27,7 +25,7 @@ mute=$root/etc/systemd/system/quorvelserver.service.d
 install -d "$mute"
 printf '[Service]\nTimeoutStartSec=2\nTimeoutStopSec=1\nExecStart=\nExecStart=/bin/sh -c "sleep 60 &"\n' >"$mute/mute.conf"
 inside systemctl daemon-reload
-check_not "started, although it never listens" quiet_start
+check_not "started, although it never listens" quietly start
 rm -r "$mute"
 inside systemctl daemon-reload
 start

@@ -24,17 +24,16 @@ nowhere_trusted() {
 root_of() { awk '/BEGIN/ { text = "" } { text = text $0 "\n" } END { printf "%s", text }' "$root$tls/$certificate"; }
 
 echo "== what is not trusted"
-plants() { as_user quorvelserver "$@" 2>/dev/null; }
-check_not "the service's user replaces the link to the certificate" plants ln -sfT /etc/shadow $home/$certificate
-check_not "the service's user renames the link" plants mv $home/$certificate $home/other
-check_not "the service's user adds to root's folder" plants touch $tls/other
+check_not "the service's user replaces the link to the certificate" quietly as_user quorvelserver ln -sfT /etc/shadow $home/$certificate
+check_not "the service's user renames the link" quietly as_user quorvelserver mv $home/$certificate $home/other
+check_not "the service's user adds to root's folder" quietly as_user quorvelserver touch $tls/other
 make_root() { inside openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout /dev/null -subj /CN=planted -out "$1" "${@:2}" 2>/dev/null; }
 all=ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff
 three="permitted;DNS:localhost,permitted;IP:127.0.0.1/255.255.255.255,permitted;IP:::1/$all"
 # refused WHY: what stands in the service's folder as the certificate is not trusted, for this reason.
 refused() {
   inside touch $home/$key
-  check_not "trusted: $1" inside quorvel-cert --trust --dir $home >"$work/log" 2>&1
+  check_not "trusted: $1" quietly inside quorvel-cert --trust --dir $home
   check "not refused for the right reason ($1): $(cat "$work/log")" grep -q -- "$1" "$work/log"
   check "something entered the system's store" gone $system_root
   inside rm -f $home/$certificate
@@ -57,7 +56,7 @@ for constraints in "critical,$three,permitted;DNS:bank.example" "$three" "critic
 done
 inside install -d -o quorvelserver /var/tmp/own
 inside cp $tls/$certificate $tls/$key /var/tmp/own
-check_not "trusted from a folder that the service's user can change" inside quorvel-cert --trust --dir /var/tmp/own >"$work/log" 2>&1
+check_not "trusted from a folder that the service's user can change" quietly inside quorvel-cert --trust --dir /var/tmp/own
 check "something entered the system's store" gone $system_root
 
 echo "== an upgrade meets planted files"

@@ -23,11 +23,26 @@ place(60-quorvelserver.rules usr/lib/udev/rules.d)
 place(debian/copyright ${doc})
 place(debian/lintian-overrides usr/share/lintian/overrides quorvelserver)
 
+# What the service rewrites is made at installation, from this default, and is no file of the package.
+file(RENAME ${program}/bin/quorvel.ini ${program}/share/quorvel.ini)
+
 file(RENAME ${program}/share/man ${root}/usr/share/man)
+file(COPY ${program}/share/doc/${CPACK_PACKAGE_NAME}/ DESTINATION ${root}/${doc})
+file(REMOVE_RECURSE ${program}/share/doc)
 configure_file(${from}/debian/changelog.in ${root}/${doc}/changelog @ONLY
                FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 file(GLOB_RECURSE compressible ${root}/usr/share/man/*.[1-8] ${root}/${doc}/changelog)
 execute_process(COMMAND gzip -9n ${compressible} COMMAND_ERROR_IS_FATAL ANY)
+
+# CPack strips the programs but leaves the compiler's name in them.
+file(GLOB programs ${program}/bin/*)
+foreach(file IN LISTS programs)
+  file(READ ${file} magic LIMIT 4 HEX)
+  if(magic STREQUAL 7f454c46)
+    execute_process(COMMAND strip --strip-unneeded --remove-section=.comment --remove-section=.note
+                            ${file} COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+endforeach()
 
 file(MAKE_DIRECTORY ${root}/var/lib/quorvelserver ${root}/usr/bin)
 # Folders made here follow the builder's umask; the package's do not.

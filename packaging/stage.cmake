@@ -23,8 +23,11 @@ place(60-quorvelserver.rules usr/lib/udev/rules.d)
 place(debian/copyright ${doc})
 place(debian/lintian-overrides usr/share/lintian/overrides quorvelserver)
 
-# What the service rewrites is made at installation, from this default, and is no file of the package.
-file(RENAME ${program}/bin/quorvel.ini ${program}/share/quorvel.ini)
+# The two settings files are made at installation, from these defaults, and are no files of the
+# package: the service rewrites one, every roll-out the other, and an upgrade must not stop to ask.
+foreach(settings quorvel.ini quorvel_service.ini)
+  file(RENAME ${program}/bin/${settings} ${program}/share/${settings})
+endforeach()
 
 file(RENAME ${program}/share/man ${root}/usr/share/man)
 file(COPY ${program}/share/doc/${CPACK_PACKAGE_NAME}/ DESTINATION ${root}/${doc})
@@ -55,6 +58,7 @@ file(CREATE_LINK ${CPACK_PACKAGING_INSTALL_PREFIX}/mount-origin
 # The commands are found by name. The service itself is not linked: it looks for its INI files in
 # the folder of the path under which it is started.
 file(GLOB commands RELATIVE ${program}/bin ${program}/bin/quorvel-*)
+list(REMOVE_ITEM commands quorvel-host)
 foreach(command IN LISTS commands)
   file(CREATE_LINK ${CPACK_PACKAGING_INSTALL_PREFIX}/bin/${command} ${root}/usr/bin/${command}
        SYMBOLIC)

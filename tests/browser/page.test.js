@@ -9,9 +9,9 @@ import {after, before, describe, it} from 'node:test';
 import {freePort, makeCertificate, Service} from '../client/service.js';
 import {connected, expectText, launch, openPage, send} from './chromium.js';
 
-// Reasons of util/messages.h that reach the log and no client.
+// Texts of util/text/messages.h.in that reach the log and no client.
 const LOGGED_ONLY = new Set(['kInitFailed', 'kNotInitialised', 'kNoLibraryName', 'kAlreadyLoaded', 'kCannotLoad',
-                             'kMissingEntryPoint', 'kLibraryInitFailed', 'kPathTooLong']);
+                             'kMissingEntryPoint', 'kUnrecognisedLine', 'kLibraryInitFailed', 'kPathTooLong']);
 
 let browser;
 before(async () => { browser = await launch(); });
@@ -51,7 +51,7 @@ for (const tls of [false, true]) {
     });
 
     it('explains every reason that the service gives, and so does the protocol\'s description', async () => {
-      const source = fs.readFileSync(new URL('../../util/messages.h', import.meta.url), 'utf8');
+      const source = fs.readFileSync(new URL('../../util/text/messages.h.in', import.meta.url), 'utf8');
       const reasons = [...source.matchAll(/ (k\w+)\[\] = "(.*)";/g)].filter(([, name]) => !LOGGED_ONLY.has(name));
       assert.ok(reasons.length > 10);
       const description = fs.readFileSync(new URL('../../docs/protocol.md', import.meta.url), 'utf8');

@@ -101,11 +101,15 @@ void IsolatedLibrary::start() {
 
 void IsolatedLibrary::start_next() {
   if (state != State::kIdle || waiting.empty()) return;
+  // A helper that has gone does not take it; the call then waits for the next one.
+  if (!helper->send(write_frame(waiting.front().frame))) {
+    helper->kill();
+    return;
+  }
   running = std::move(waiting.front());
   waiting.pop_front();
   state = State::kBusy;
   timer.start(limit);
-  if (!helper->send(write_frame(running->frame))) helper->kill();
 }
 
 void IsolatedLibrary::read_packets() {

@@ -27,7 +27,8 @@
  *  7. The process belongs to the service: leave its signal handlers, working directory and standard
  *     streams alone, and keep nothing (memory, descriptors) after uninit.
  *  8. uninit is called only when the library is unloaded while the service goes on running, and not
- *     when the process ends. Leave no hardware in a state that needs uninit.
+ *     when the process ends, unless the library is isolated and idle then. Leave no hardware in a
+ *     state that needs uninit.
  */
 #ifndef QUORVEL_READER_H
 #define QUORVEL_READER_H

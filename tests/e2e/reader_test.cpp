@@ -36,6 +36,7 @@ TEST_F(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
       {R"({"fid":"empty"})", R"({"fid":"empty"})"},
       {R"({"fid":"array"})", "[1,2]"},
       {R"({"fid":"capital"})", R"({"FID":7})"},
+      {R"({"fid":"capitaltext"})", R"({"FID" : "x"})"},
       {R"({"fid":"nosuch"})", unsupported("nosuch")},
       {R"({"fid":"Config"})", unsupported("Config")},
       {R"({"fid":")" + std::string(99, 'z') + "\"}", unsupported(std::string(99, 'z'))},
@@ -76,6 +77,7 @@ TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe
       {"getversion_fails", "没有读卡器"},
       {"init_fails", "初始化失败."},
       {"text", loader("text.so") + "file too short"},
+      {"unresolved", loader("unresolved.so") + "undefined symbol: no_such_function"},
       {"none", loader("none.so") + "cannot open shared object file: No such file or directory"},
   };
   write_file(bin + "text.so", "text");
@@ -102,6 +104,7 @@ TEST_F(ReaderTest, BrokenReplyOrExceptionCostsOneFailureReply) {
   const auto too_long = [](const std::string& name) {
     return failure(utf8(messages::kReplyTooLong), name);
   };
+  const std::string exception = R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )";
   expect_replies({
       {R"({"fid":"longest"})", R"({"fid":")" + std::string(1013, 'x') + "\"}"},
       {R"({"fid":"noroom"})", R"({"r":")" + std::string(1015, 'x') + "\"}"},
@@ -109,14 +112,20 @@ TEST_F(ReaderTest, BrokenReplyOrExceptionCostsOneFailureReply) {
       {R"({"fid":"overrun"})", too_long("overrun")},
       {R"({"fid":"halfchar"})", "{\"fid\":\"half\uFFFD\"}"},
       {R"({"fid":"nogbk"})", "\uFFFD\"fid\""},
-      {R"({"fid":"throwtext"})", failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )")},
+      {R"({"fid":"throwtext"})", failure(exception)},
       {R"({"fid":"thrownumber"})", failure("错误类型：i 错误信息 ： ")},
       {echo_request(1), echo_reply(1)},
   });
   EXPECT_TRUE(said("functions.so: the reply to \"overrun\"")) << daemon->errors();
+  EXPECT_NE(daemon->output().find(gbk(failure(exception))), std::string::npos);
 }
 
-TEST_F(ReaderTest, ExceptionInTheCannedRequestIsAnsweredInPlainText) {
+TEST_F(ReaderTest, CannedRequestHasTwiceTheRoomAndGetsAnExceptionAsPlainText) {
+  start({"canned"});
+  expect_replies(
+      {{"readcardbas", R"({"fid":")" + std::string(2037, 'x') + "\"}"},
+       {R"({"fid":"readcardbas"})", failure(utf8(messages::kReplyTooLong), "readcardbas")}});
+  TearDown();
   start({"throwing"});
   expect_replies({{"readcardbas", "错误类型：St13runtime_error 错误信息 ：卡\"1\"\n "}});
 }

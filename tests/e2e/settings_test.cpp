@@ -114,6 +114,16 @@ TEST_F(SettingsTest, FileThatIsMissingOrCannotBeWrittenStaysSo) {
   EXPECT_EQ(kDone, ask(reachable));
   EXPECT_TRUE(program == file());
   EXPECT_TRUE(said(message + message + message));
+
+  // Of a reason, the first 199 bytes.
+  const ServiceFolder deep(QUORVEL_STAGE, std::string(170, 'd'));
+  fs::remove(deep.server_ini());
+  const uint16_t other_port = free_port();
+  deep.write_service_ini({}, other_port);
+  DaemonProcess other(deep);
+  other.wait_until_listening(other_port);
+  EXPECT_EQ(failure("打开配置文件" + deep.server_ini().string().substr(0, 187)),
+            WsClient(other_port).ask(R"({"fid":"getconfig"})"));
 }
 
 TEST_F(SettingsTest, StoredAddressIsReadAnewAndCutAtAWholeCharacter) {

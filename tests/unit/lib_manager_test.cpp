@@ -52,7 +52,9 @@ TEST_F(LibManagerTest, RoutesToTheFirstPathThatDeclaresTheFunctionUntilItIsTaken
   EXPECT_EQ(call("Echo"), R"({"result":"true","fid":"echo","reader":"first","command":{}})");
   EXPECT_EQ(result, 1);
   EXPECT_TRUE(registry.dellib("no such path"));
+  testing::internal::CaptureStdout();
   EXPECT_TRUE(registry.dellib(kFirst.c_str()));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "uninit of first\n");
   EXPECT_FALSE(is_loaded(kFirst));
   EXPECT_NE(call("echo").find("second"), std::string::npos);
   registry.dellib(kSecond.c_str());

@@ -9,11 +9,9 @@ using ReaderTest = ServiceTest;
 
 TEST_F(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
   start();
-  const std::string no_function = R"({"result":"false","errmsg":"未传入服务名！"})";
-  const std::string unrecognised = R"({"result":"false","errmsg":"错误信息:无法识别的指令"})";
-  const auto unsupported = [](const std::string& name) {
-    return R"({"result":"false","errmsg":"不支持该功能.","fid":")" + name + "\"}";
-  };
+  const std::string no_function = failure("未传入服务名！");
+  const std::string unrecognised = failure("错误信息:无法识别的指令");
+  const auto unsupported = [](const std::string& name) { return failure("不支持该功能.", name); };
   const std::string canned =
       R"({"result":"true","fid":"readcardbas","reader":"functions","command":)"
       R"({"data":{"itype":3,"bae140":"3"},)" +
@@ -60,7 +58,7 @@ TEST_F(ReaderTest, FunctionGoesToTheFirstReaderInPathOrderThatDeclaresIt) {
       {R"({"fid":"ec"})", R"({"result":"false","reader":"first","fid":"ec"})"},
       {R"({"fid":"odd"})", R"({"result":"false","reader":"odd_answer","fid":"odd"})"},
       {R"({"fid":"fff"})", R"({"result":"false","reader":"endless_answer","fid":"fff"})"},
-      {R"({"fid":"tail"})", R"({"result":"false","errmsg":"不支持该功能.","fid":"tail"})"},
+      {R"({"fid":"tail"})", failure("不支持该功能.", "tail")},
   });
 }
 
@@ -87,10 +85,10 @@ TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe
 
   std::vector<std::string> errors = {
       bin + "functions.so loaded!  ",
-      R"({"result":"false","errmsg":"错误类型：St13runtime_error 错误信息 ：卡\"1\"\n "})"};
+      failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )")};
   for (const auto& [reader, reason] : refused) {
-    std::string error = R"({"result":"false","errmsg":"初始化)";
-    errors.push_back(error.append(bin).append(reader).append(".so失败 ").append(reason) + " \"}");
+    std::string error = "初始化" + bin + reader;
+    errors.push_back(failure(error.append(".so失败 ").append(reason) + " "));
   }
   for (const std::string& error : errors) {
     EXPECT_TRUE(said("\n?error  = " + error + "?\n")) << error << "\n" << daemon->output();

@@ -19,9 +19,10 @@
  *     nothing to free.
  *  4. Sizes. The buffers have the sizes named below, in bytes, the terminating zero included.
  *     Writing past an end is undefined. No argument is ever null.
- *  5. Texts are zero-terminated. Everything that the library writes is GBK. The command text comes
- *     as the page sent it: UTF-8 from browsers, but unchecked, so any byte can occur in its
- * strings.
+ *  5. Texts are zero-terminated. Everything that the library writes is GBK (or GB18030, whose
+ *     four-byte codes have the characters that GBK lacks); a byte that begins no character reaches
+ *     the page as U+FFFD. The command text comes as the page sent it: UTF-8 from browsers, but
+ *     unchecked, so any byte can occur in its strings.
  *  6. Results. Non-zero means success, 0 failure. Nothing else may leave an entry point: no
  *     exception, no longjmp, no exit.
  *  7. The process belongs to the service: leave its signal handlers, working directory and standard

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -18,6 +19,11 @@
 #ifndef ANSWER
 #define ANSWER function_list()
 #endif
+#ifndef REPLY
+#define REPLY reply_of(name, command)
+#endif
+
+extern "C" int32_t no_such_function();
 
 namespace {
 
@@ -58,6 +64,9 @@ std::string misbehave(const std::string& name, const std::string&) {
   return R"({"result":"true","fid":")" + name + "\"}";
 }
 
+/// A reply of that many bytes.
+std::string filled(std::size_t size) { return R"({"fid":")" + std::string(size - 10, 'x') + "\"}"; }
+
 auto always(const std::string& text) {
   return [text](const std::string&, const std::string&) { return text; };
 }
@@ -79,14 +88,21 @@ const Function kFunctions[] = {
     {"empty", always("")},
     {"array", always("[1, 2]")},
     {"capital", always("{\"FID\" : 7}")},
+    {"capitaltext", always("{\"FID\" : \"x\"}")},
     {"halfchar", always("{\"fid\":\"half\x81\"}")},
     {"nogbk", always("\xff\"fid\"")},
-    {"longest", always(R"({"fid":")" + std::string(QUORVEL_REPLY_SIZE - 11, 'x') + "\"}")},
+    {"longest", always(filled(QUORVEL_REPLY_SIZE - 1))},
     {"noroom", always(R"({"r":")" + std::string(QUORVEL_REPLY_SIZE - 9, 'x') + "\"}")},
     {"endless", always(std::string(QUORVEL_REPLY_SIZE, 'x'))},
     // The text itself is short and good: only what is written behind it tells.
     {"overrun", always("{}" + std::string(QUORVEL_REPLY_SIZE, '\0') + "x")},
 };
+
+[[maybe_unused]] std::string reply_of(const std::string& name, const std::string& command) {
+  for (const Function& function : kFunctions)
+    if (function.name == name) return function.reply(name, command);
+  return R"({"result":"false","reader":")" READER "\"}";
+}
 
 int32_t write(char* out, const std::string& text) {
   text.copy(out, text.size());
@@ -111,18 +127,12 @@ int32_t getversion(char*, char* answer, char*, [[maybe_unused]] char* error) {
   write(error, "没有读卡器");
   return 0;
 #endif
-#ifdef GETVERSION_THROWS
-  throw_text({}, {});
-#endif
   return write(answer, ANSWER);
 }
 #endif
 
 #ifndef NO_INIT
 int32_t init(char*) {
-#ifdef INIT_HANGS
-  pause();
-#endif
   if (std::filesystem::exists("crash_in_init")) std::abort();
   return INIT_RESULT;
 }
@@ -133,17 +143,12 @@ const int kNever = (throw_text({}, {}), 0);
 #endif
 
 #ifndef NO_UNINIT
-void uninit() {}
+void uninit() { std::puts("uninit of " READER); }
 #endif
 
 #ifndef NO_SCOMMAND
-int32_t scommand(const char* name, const char* command, char* reply) {
-#ifdef THROWS_ALWAYS
-  throw_text({}, {});
-#endif
-  for (const Function& function : kFunctions) {
-    if (function.name == name) return write(reply, function.reply(name, command));
-  }
-  return write(reply, R"({"result":"false","reader":")" READER "\"}");
+int32_t scommand([[maybe_unused]] const char* name, [[maybe_unused]] const char* command,
+                 char* reply) {
+  return write(reply, REPLY);
 }
 #endif

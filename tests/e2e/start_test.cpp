@@ -72,7 +72,7 @@ TEST_F(StartTest, ServiceIniIsReadWithinItsLimits) {
   for (const char* name : {"one.so", "reader", "last.so", "none.so"})
     fs::copy(TEST_READERS "/functions.so", bin / name);
   const std::string digits = std::to_string(port);
-  for (const size_t length : {9, 10}) {
+  for (const size_t length : {9U, 10U}) {
     write_file(bin / "quorvel_service.ini",
                "[REGISTER]\nlib1=one.so\nlib2=reader\nlib3=/" + std::string(197, 'd') +
                    ".so\nlib20=last.so\nlib21=none.so\n[SERVER]\nlocalport=" +

@@ -28,7 +28,7 @@ class ClientFaultTest : public ServiceTest {
 };
 
 TEST_F(ClientFaultTest, ConnectionsThatBreakOffLeaveNoMemoryAndNoDescriptor) {
-  constexpr size_t kSpread = 262144;  // bytes that the allocator may come to use more or less
+  constexpr size_t kSpread = 1048576;  // bytes that the allocator may come to use more or less
   constexpr int kRounds = 5;
   constexpr int kRoundsToReachItsSize = 2;
   constexpr int kConnections = 100;
@@ -37,7 +37,7 @@ TEST_F(ClientFaultTest, ConnectionsThatBreakOffLeaveNoMemoryAndNoDescriptor) {
     bool upgraded;
     std::string bytes;
   } faults[] = {
-      {"garbage", false, std::string(70000, '\x16')},
+      {"garbage", false, std::string(5000, '\x16')},
       {"an upgrade to HTTP/2", false,
        "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade, HTTP2-Settings\r\n"
        "Upgrade: h2c\r\nHTTP2-Settings: AAMAAABkAAQAAP__\r\n\r\n"},

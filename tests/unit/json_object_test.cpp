@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "tests/support/child_process.h"
+#include "tests/support/files.h"
 #include "tests/support/text.h"
 
 namespace {
@@ -66,6 +70,16 @@ TEST(JsonObject, RefusesDepthBeyondTheParsersLimitWithoutHarm) {
   const std::size_t depth = 200000;
   EXPECT_FALSE(CJsonObject().Parse(std::string(depth, '[') + std::string(depth, ']')));
   EXPECT_TRUE(CJsonObject().Parse(std::string(900, '[') + "1.5" + std::string(900, ']')));
+}
+
+TEST(JsonObject, ReadsFractionsAlikeInTheLocaleOfAnyReader) {
+  const TemporaryFolder folder("locale");
+  const std::string comma = folder.path() / "comma";
+  ASSERT_EQ(run_program({"localedef", "-i", "de_DE", "-f", "UTF-8", comma}).status, 0);
+  setenv("LOCPATH", folder.path().c_str(), 1);
+  ASSERT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);
+  EXPECT_EQ(CJsonObject("[1.5]").ToString(), "[1.500000]");
+  std::setlocale(LC_NUMERIC, "C");
 }
 
 TEST(JsonObject, SaysWhereParsingFailed) {

@@ -50,7 +50,8 @@ std::string throw_number(const std::string&, const std::string&) { throw 7; }
 // What a library does that harms its process.
 volatile int depth = 0;
 std::string recurse(const std::string& name, const std::string& command) {
-  const int here = ++depth;
+  depth = depth + 1;
+  const int here = depth;
   return here < 0 ? name : recurse(name, command) + std::to_string(here);
 }
 

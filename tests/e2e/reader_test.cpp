@@ -87,8 +87,9 @@ TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe
       bin + "functions.so loaded!  ",
       failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )")};
   for (const auto& [reader, reason] : refused) {
-    std::string error = "初始化" + bin + reader;
-    errors.push_back(failure(error.append(".so失败 ").append(reason) + " "));
+    std::string error = "初始化";
+    error.append(bin).append(reader).append(".so失败 ").append(reason).append(" ");
+    errors.push_back(failure(error));
   }
   for (const std::string& error : errors) {
     EXPECT_TRUE(said("\n?error  = " + error + "?\n")) << error << "\n" << daemon->output();

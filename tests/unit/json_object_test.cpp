@@ -79,7 +79,7 @@ TEST(JsonObject, ReadsFractionsAlikeInTheLocaleOfAnyReader) {
   setenv("LOCPATH", folder.path().c_str(), 1);
   ASSERT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);
   EXPECT_EQ(CJsonObject("[1.5]").ToString(), "[1.500000]");
-  std::setlocale(LC_NUMERIC, "C");
+  EXPECT_NE(std::setlocale(LC_NUMERIC, "C"), nullptr);
 }
 
 TEST(JsonObject, SaysWhereParsingFailed) {

@@ -27,27 +27,27 @@ System fake;
 
 }  // namespace
 
-extern "C" {
-int __real_socket(int domain, int type, int protocol);
-int __wrap_socket(int domain, int type, int protocol) {
-  return fake.no_socket ? -1 : __real_socket(domain, type, protocol);
+// The linker puts these in the place of the C library's functions.
+int fake_socket(int domain, int type, int protocol) asm("__wrap_socket");
+int fake_socket(int /*domain*/, int /*type*/, int /*protocol*/) {
+  return fake.no_socket ? -1 : open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
-int __wrap_connect(int fd, const sockaddr* address, socklen_t) {
+int fake_connect(int fd, const sockaddr* address, socklen_t size) asm("__wrap_connect");
+int fake_connect(int fd, const sockaddr* address, socklen_t /*size*/) {
   const auto* peer = reinterpret_cast<const sockaddr_in*>(address);
   fake.peer = std::string(inet_ntoa(peer->sin_addr)) + ":" + std::to_string(ntohs(peer->sin_port));
   fake.mode_while_connecting = fcntl(fd, F_GETFL);
   return ++fake.attempts == fake.answering_attempt ? 0 : -1;
 }
-int __wrap_usleep(useconds_t pause) {
+int fake_usleep(useconds_t pause) asm("__wrap_usleep");
+int fake_usleep(useconds_t pause) {
   fake.pauses_us.push_back(pause);
   return 0;
-}
 }
 
 namespace {
 
 TEST(Reachability, TriesFiveTimesInFourMillisecondsAndStopsAtAnAnswer) {
-  const std::vector<unsigned> pauses = {250, 500, 1000, 2000};
   for (int answering = 0; answering <= 5; ++answering) {
     fake = {false, answering};
     unsigned char reason[200] = {};
@@ -55,7 +55,9 @@ TEST(Reachability, TriesFiveTimesInFourMillisecondsAndStopsAtAnAnswer) {
     EXPECT_EQ(fake.peer, "10.0.0.1:80");
     const int attempts = answering > 0 ? answering : 5;
     EXPECT_EQ(fake.attempts, attempts);
-    EXPECT_EQ(fake.pauses_us, std::vector(pauses.begin(), pauses.begin() + attempts - 1));
+    std::vector<unsigned> pauses_us = {250, 500, 1000, 2000};
+    pauses_us.resize(static_cast<size_t>(attempts) - 1);
+    EXPECT_EQ(fake.pauses_us, pauses_us);
     EXPECT_NE(fake.mode_while_connecting & O_NONBLOCK, 0);
     EXPECT_EQ(utf8(reinterpret_cast<char*>(reason)),
               answering > 0 ? "" : "请检网络-连接10.0.0.1:65616失败！");

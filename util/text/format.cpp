@@ -30,7 +30,7 @@ std::string current_exception_text(const char* format, const char* otherwise) {
   const std::type_info* type = abi::__cxa_current_exception_type();
   const char* name = type != nullptr ? type->name() : "?";
   try {
-    throw;
+    throw;  // cppcheck-suppress rethrowNoCurrentException; only handlers call this
   } catch (const std::exception& error) {
     return format_text(format, typeid(error).name(), error.what());
   } catch (...) {

@@ -59,8 +59,7 @@ TEST_F(SystemFaultTest, WithoutFreeDescriptorsOpenConnectionsAreServedAndNewOnes
   options.limit = std::chrono::seconds(60);
   for (WsClient& client : clients) {
     EXPECT_EQ(echo_reply(1), client.ask(echo_request(1)));
-    EXPECT_EQ(R"({"result":"false","errmsg":"不支持该功能.","fid":"nosuch"})",
-              client.ask(R"({"fid":"nosuch"})"));
+    EXPECT_EQ(failure("不支持该功能.", "nosuch"), client.ask(R"({"fid":"nosuch"})"));
   }
   EXPECT_LT(daemon->errors().size(), 1000000U) << "the log is flooded";
   clients.clear();

@@ -1,5 +1,8 @@
 #include "readers/pcsc/step_syntax.h"
 
+#include <cctype>
+
+#include "readers/common/hex.h"
 #include "readers/pcsc/words.h"
 
 namespace {
@@ -94,29 +97,23 @@ Step parse_step(std::string_view value) {
 
 AtrPattern parse_atr(std::string_view value) {
   AtrPattern atr;
-  unsigned nibbles = 0;
+  std::string digits;
+  std::string mask;
   for (const char c : value) {
     if (c == ' ' || c == '\t') continue;
     if (atr.open) throw Mistake("“*”只能在末尾");
     if (c == '*') {
       atr.open = true;
-      continue;
-    }
-    static constexpr std::string_view kDigits = "0123456789ABCDEFabcdef?";
-    const std::size_t place = kDigits.find(c);
-    if (place == std::string_view::npos)
+    } else if (c == '?' || std::isxdigit(static_cast<unsigned char>(c)) != 0) {
+      digits += c == '?' ? '0' : c;
+      mask += c == '?' ? '0' : 'F';
+    } else {
       throw Mistake(std::string("“") + c + "”不是十六进制数字，也不是“?”或“*”");
-    const bool any = c == '?';
-    const std::size_t digit = any ? 0 : place < 16 ? place : place - 6;
-    if (nibbles++ % 2 == 0) {
-      atr.value += '\0';
-      atr.mask += '\0';
     }
-    atr.value.back() = static_cast<char>(static_cast<unsigned char>(atr.value.back()) << 4 | digit);
-    atr.mask.back() =
-        static_cast<char>(static_cast<unsigned char>(atr.mask.back()) << 4 | (any ? 0U : 0xFU));
   }
-  if (nibbles % 2 != 0 || nibbles == 0 || nibbles > 2 * kLongestAtr)
+  atr.value = bytes_of_hex(digits).value_or("");
+  atr.mask = bytes_of_hex(mask).value_or("");
+  if (atr.value.empty() || atr.value.size() > kLongestAtr)
     throw Mistake("ATR应为1至33个字节，每字节两位");
   return atr;
 }

@@ -47,6 +47,20 @@ class IsolatedPcscTest : public ServiceTest {
   std::optional<VirtualCard> card;
 };
 
+TEST_F(IsolatedPcscTest, NewcomersCardReachesTheBrowsersClient) {
+  start({"libquorvelpcsc"});
+  const std::string program = QUORVEL_STAGE "/sdk/example/virtual_card.py";
+  const ChildProcess newcomers_card(Launch{program, {program}});
+  wait_for("00 00\",\"present\":\"true\"");
+  const ProgramResult result = run_program(
+      {"node", BROWSER_CLIENT, "ws://127.0.0.1:" + std::to_string(port) + "/", "readcardbas"});
+  EXPECT_EQ(R"({"name":"Mustermann<<Anna","language":"de","sex":"2","login":"anna@example.org",)"
+            R"("issuer":"0005","cardnumber":"00000001"})"
+            "\n",
+            result.output)
+      << result.errors;
+}
+
 TEST_F(IsolatedPcscTest, MuteCardAndStoppedPcscdCostOneReplyEach) {
   const std::string timed_out = failure(utf8(messages::kLibraryTimedOut), "readcardbas");
   start({"libquorvelpcsc"});

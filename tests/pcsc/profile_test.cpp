@@ -59,7 +59,8 @@ TEST(ProfileTest, EachMistakeIsNamedByLineSectionKeyAndCure) {
     parse_profiles(text, mistakes);
     const auto is_it = [&](const std::string& found) { return found.rfind(mistake, 0) == 0; };
     EXPECT_TRUE(std::any_of(mistakes.begin(), mistakes.end(), is_it))
-        << text << "\n" << testing::PrintToString(mistakes);
+        << text << "\n"
+        << testing::PrintToString(mistakes);
   }
 }
 

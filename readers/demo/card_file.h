@@ -1,19 +1,15 @@
 #pragma once
 
-#include <sys/stat.h>
-
 #include <memory>
 #include <string>
 
 #include "config/ini.h"
+#include "readers/common/library_file.h"
 
 /// The cards and the state of the simulated reader: an INI file that people edit while the service
 /// runs. Its sections are the reader and one card each.
 class CardFile {
  public:
-  /// The card file beside this library.
-  CardFile();
-
   /// Reads the file if it has changed since the last time. Throws Failure when it can't be read;
   /// what was read before stays then.
   void refresh();
@@ -26,8 +22,7 @@ class CardFile {
   int delay_ms(const std::string& section) const;
 
  private:
-  std::string path;
-  struct stat state = {};  // of the file that `cards` was read from
+  LibraryFile file{"demo_cards.ini"};
   std::unique_ptr<CIni> cards;
   bool is_utf8 = false;
 };

@@ -1,35 +1,13 @@
 #include "readers/demo/simulator.h"
 
 #include <chrono>
-#include <memory>
-#include <new>
 #include <thread>
 
-#include "quorvel_reader.h"
-#include "readers/demo/failure.h"
-#include "util/json/cjson_ptr.h"
-#include "util/text/conversion.h"
+#include "readers/common/failure.h"
 
 namespace {
 
 constexpr char kReader[] = "READER";  // the card file's section of the reader itself
-
-Json new_object() {
-  Json object(cJSON_CreateObject());
-  if (!object) throw std::bad_alloc();
-  return object;
-}
-
-void add_text(cJSON* object, const char* name, const std::string& text) {
-  if (cJSON_AddStringToObject(object, name, text.c_str()) == nullptr) throw std::bad_alloc();
-}
-
-std::string print(const cJSON* object) {
-  const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object),
-                                                          cJSON_free);
-  if (!text) throw std::bad_alloc();
-  return text.get();
-}
 
 /// One request to one function: `data` is its argument, an object; the results go to `out`, the
 /// time that the reader takes is added to `delay_ms`.
@@ -39,14 +17,6 @@ struct Call {
   cJSON* out;
   int& delay_ms;
 };
-
-/// The text member `name` of the request's data, or `otherwise`.
-std::string text_argument(const Call& call, const char* name, const std::string& otherwise) {
-  const cJSON* member = cJSON_GetObjectItemCaseSensitive(call.data, name);
-  if (member == nullptr) return otherwise;
-  if (!cJSON_IsString(member)) throw Failure(failures::kBadValue, name);
-  return member->valuestring;
-}
 
 /// Fails as the card file's section says.
 void act_out_fault(const CardFile& cards, const std::string& section) {
@@ -62,7 +32,7 @@ void act_out_fault(const CardFile& cards, const std::string& section) {
 /// The section of the card to read, named by the request or else by the card file; empty when
 /// there is no card.
 std::string card_section(const Call& call) {
-  std::string section = text_argument(call, "person", call.cards.text(kReader, "card"));
+  std::string section = text_argument(call.data, "person", call.cards.text(kReader, "card"));
   if (!section.empty() && call.cards.text(section, "name").empty())
     throw Failure(failures::kUnknownPerson, section);
   return section;
@@ -86,7 +56,7 @@ void read_basic_data(const Call& call) {
   const cJSON* itype = cJSON_GetObjectItemCaseSensitive(call.data, "itype");
   const auto is = [&](double value) { return cJSON_GetNumberValue(itype) == value; };
   if (itype != nullptr && !is(1) && !is(2) && !is(3)) throw Failure(failures::kBadValue, "itype");
-  const std::string wanted = text_argument(call, "bae140", "");
+  const std::string wanted = text_argument(call.data, "bae140", "");
   const std::string card = read_card(call);
   const std::string kind = call.cards.text(card, "kind");
   if (!wanted.empty() && wanted != kind) throw Failure(failures::kWrongKind, kind);
@@ -134,65 +104,35 @@ const Function& find_function(const std::string& name) {
   throw Failure(failures::kUnknownFunction, name);
 }
 
-void check_arguments(const Function& function, const cJSON* data) {
-  if (!cJSON_IsObject(data)) throw Failure(failures::kBadValue, "data");
-  const std::string known = function.arguments;
-  for (const cJSON* member = data->child; member != nullptr; member = member->next)
-    if (known.find(std::string(" ") + member->string + " ") == std::string::npos)
-      throw Failure(failures::kUnknownMember, member->string);
-}
-
 void run(const std::string& name, std::string_view command, const CardFile& cards, cJSON* out,
          int& delay_ms) {
   const Function& function = find_function(name);
-  const Json request(cJSON_ParseWithLength(command.data(), command.size()));
-  const Json no_data = new_object();
-  const cJSON* data = cJSON_GetObjectItemCaseSensitive(request.get(), "data");
-  if (data == nullptr) data = no_data.get();
-  check_arguments(function, data);
+  const Json data = request_data(command, function.arguments);
   delay_ms = cards.delay_ms(kReader);
   act_out_fault(cards, kReader);
-  function.run({cards, data, out, delay_ms});
-}
-
-/// A reply carries "fid" itself, so that the service passes it on as it is.
-std::string success_reply(const std::string& function, Json data) {
-  const Json reply = new_object();
-  add_text(reply.get(), "result", "true");
-  add_text(reply.get(), "fid", function);
-  cJSON_AddItemToObject(reply.get(), "data", data.release());
-  std::string json = utf8_to_gbk(print(reply.get()));
-  if (json.size() >= QUORVEL_REPLY_SIZE) throw Failure(failures::kReplyTooLong);
-  return json;
-}
-
-std::string failure_reply(const std::string& function, const Failure& failure) {
-  const Json reply = new_object();
-  add_text(reply.get(), "result", "false");
-  add_text(reply.get(), "fid", function);
-  add_text(reply.get(), "errcode", failure.errcode());
-  add_text(reply.get(), "errmsg", failure.what());
-  return utf8_to_gbk(print(reply.get()));
+  function.run({cards, data.get(), out, delay_ms});
 }
 
 }  // namespace
 
-std::string Simulator::function_list() {
+std::string function_list() {
   std::string list;
   for (const Function& function : kFunctions) list.append(function.name).append("\n");
   return list;
 }
 
-Simulator::Reply Simulator::answer(const std::string& function, std::string_view command) {
+std::unique_ptr<Reader> make_reader() { return std::make_unique<Simulator>(); }
+
+Reply Simulator::answer(const std::string& function, std::string_view command) {
   int delay_ms = 0;
   Reply reply;
   try {
     cards.refresh();
     Json data = new_object();
     run(function, command, cards, data.get(), delay_ms);
-    reply = {true, success_reply(function, std::move(data))};
+    reply = success_reply(function, std::move(data));
   } catch (const Failure& failure) {
-    reply = {false, failure_reply(function, failure)};
+    reply = failure_reply(function, failure);
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(delay_ms));
   return reply;

@@ -3,23 +3,14 @@
 #include <string>
 #include <string_view>
 
+#include "readers/common/reader.h"
 #include "readers/demo/card_file.h"
 
-/// A card reader without hardware: answers from the card file and fails as that file says.
-class Simulator {
+/// A card reader without hardware: answers from the card file and fails as that file says. A reply
+/// comes after the time that the reader takes for it.
+class Simulator : public Reader {
  public:
-  /// The names of the functions, each followed by a line feed.
-  static std::string function_list();
-
-  struct Reply {
-    bool success;
-    std::string json;  // GBK, compact, with the terminating zero within QUORVEL_REPLY_SIZE bytes
-  };
-
-  /// Answers one request after the time that the reader takes for it. `command` is the request's
-  /// JSON object without its "fid". Every failure becomes a failure reply; only memory exhaustion
-  /// is thrown.
-  Reply answer(const std::string& function, std::string_view command);
+  Reply answer(const std::string& function, std::string_view command) override;
 
  private:
   CardFile cards;

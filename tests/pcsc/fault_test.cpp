@@ -1,0 +1,164 @@
+// Everything that goes wrong between the library and the card: one clear failure, and the next read
+// succeeds.
+
+#include <winscard.h>
+
+#include <csignal>
+
+#include "tests/pcsc/pcsc_test.h"
+
+namespace {
+
+constexpr char kProfile[] =
+    "[demo]\natr=3B*\n[demo readcardbas]\nstep=select path 3F00 0001\nstep=read binary as file\n"
+    "member.name=file ber 5F2D utf-8 required\n";
+
+constexpr char kGoodReply[] = R"({"result":"true","fid":"readcardbas","data":{"name":"Li"}})";
+
+class FaultTest : public PcscTest {
+ protected:
+  FaultTest() {
+    library.write_profiles(kProfile);
+    good.files["3F00/0001"] = bytes("5F2D 02") + "Li";
+  }
+
+  /// Reads a good card, freshly put in.
+  void expect_next_read_succeeds() {
+    insert(kT1Atr, good);
+    expect_reply(kGoodReply, library.call("readcardbas"));
+    pull();
+  }
+
+  IsoCard good;
+};
+
+/// Another program's connection to the reader.
+class OtherProgram {
+ public:
+  explicit OtherProgram(DWORD share) {
+    EXPECT_EQ(SCARD_S_SUCCESS,
+              SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context));
+    EXPECT_EQ(SCARD_S_SUCCESS,
+              SCardConnect(context, "Virtual PCD 00 00", share,
+                           SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1, &card, &protocol));
+  }
+  OtherProgram(const OtherProgram&) = delete;
+  OtherProgram& operator=(const OtherProgram&) = delete;
+  ~OtherProgram() {
+    SCardDisconnect(card, SCARD_LEAVE_CARD);
+    SCardReleaseContext(context);
+  }
+
+  void reset_card() {
+    EXPECT_EQ(SCARD_S_SUCCESS,
+              SCardReconnect(card, SCARD_SHARE_SHARED, protocol, SCARD_RESET_CARD, &protocol));
+  }
+
+ private:
+  SCARDCONTEXT context = 0;
+  SCARDHANDLE card = 0;
+  DWORD protocol = 0;
+};
+
+TEST_F(FaultTest, CardThatIsPulledIsSaidToBe) {
+  using Answers = VirtualCard::Answers;
+  const std::pair<const char*, Answers> rows[] = {
+      {"before the answer", [](auto&) -> std::string { throw PulledAway{""}; }},
+      {"within the answer",
+       [](auto&) -> std::string { throw PulledAway{bytes("0010 6F02 8400")}; }},
+      {"after the first command", [count = 0](auto&) mutable {
+         if (++count > 1) throw PulledAway{""};
+         return bytes("9000");
+       }}};
+  for (const auto& [moment, answers] : rows) {
+    SCOPED_TRACE(moment);
+    insert(kT1Atr, answers);
+    expect_reply(failed("1003"), library.call("readcardbas"));
+    expect_next_read_succeeds();
+  }
+}
+
+TEST_F(FaultTest, EachOddAnswerIsOneFailureAndTheNextReadSucceeds) {
+  struct Row {
+    const char* fault;
+    std::string content;  // of the file
+    std::string answer;   // to every command; empty: as the file has it
+    const char* code;
+  };
+  const Row rows[] = {
+      {"no status", "", bytes("90"), "1004"},
+      {"a status that no card has", "", bytes("0000"), "1004"},
+      {"always more to come", "", bytes("6110"), "1004"},
+      {"refuses", "", bytes("6982"), "1012"},
+      {"wrong length for ever", "", bytes("6C10"), "1012"},
+      {"empty file", "", "", "1013"},
+      {"length beyond the file", bytes("5F2D 20") + "Li", "", "1013"},
+      {"length of a length", bytes("5F2D 84FFFFFFFF") + "Li", "", "1013"},
+      {"indefinite length", bytes("5F2D 80") + "Li", "", "1013"},
+      {"breaks off in a tag", bytes("5F"), "", "1013"},
+      {"not UTF-8", bytes("5F2D 02 C3 28"), "", "1013"},
+  };
+  IsoCard odd = good;
+  std::string answer;
+  insert(kT1Atr,
+         [&](const std::string& command) { return answer.empty() ? odd.answer(command) : answer; });
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.fault);
+    odd.files["3F00/0001"] = row.content;
+    answer = row.answer;
+    expect_reply(failed(row.code), library.call("readcardbas"));
+    odd.files = good.files;
+    answer.clear();
+    expect_reply(kGoodReply, library.call("readcardbas"));
+  }
+}
+
+TEST_F(FaultTest, CardThatNoProfileFitsIsNamedByItsAtr) {
+  expect_reply(failed("1002"), library.call("readcardbas"));
+  insert(bytes("3F 00"), good);
+  EXPECT_EQ(failed("1011") + R"("不支持该卡片，ATR：3F00"})", library.call("readcardbas"));
+  expect_next_read_succeeds();
+}
+
+TEST_F(FaultTest, OtherProgramsAreWaitedForAndNamed) {
+  insert(kT1Atr, good);
+  {
+    const OtherProgram exclusive(SCARD_SHARE_EXCLUSIVE);
+    expect_reply(failed("1007"), library.call("readcardbas"));
+    EXPECT_NE(library.call("pcsc.readers").find("\"errmsg\":\"读卡器正被其他程序占用"),
+              std::string::npos);
+  }
+  OtherProgram shared(SCARD_SHARE_SHARED);
+  shared.reset_card();
+  expect_next_read_succeeds();
+}
+
+TEST_F(FaultTest, PcscdMayBeAbsentRestartedAndStopped) {
+  expect_next_read_succeeds();
+  pcscd.kill();
+  expect_reply(failed("1008"), library.call("readcardbas"));
+  pcscd.start();
+  expect_next_read_succeeds();
+  pcscd.start();  // without a request in between
+  expect_next_read_succeeds();
+
+  insert(kT1Atr, good);
+  std::thread waker([this] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    pcscd.process().signal(SIGCONT);
+  });
+  pcscd.process().signal(SIGSTOP);
+  expect_reply(kGoodReply, library.call("readcardbas"));
+  waker.join();
+
+  insert(kT1Atr, [this](const std::string&) {
+    pcscd.process().signal(SIGKILL);
+    return bytes("9000");
+  });
+  expect_reply(failed("1008"), library.call("readcardbas"));
+  inserted.reset();
+  pcscd.start();
+  expect_next_read_succeeds();
+}
+
+}  // namespace

@@ -200,4 +200,6 @@ void flush_log() {
       write_line(standard_error, level_of(static_cast<unsigned>(LogLevel::kNotice)),
                  format_text("%u more: ", left.lines) + kind, true);
   }
+  standard_output.flush();
+  standard_error.flush();
 }

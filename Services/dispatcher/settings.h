@@ -18,5 +18,6 @@ bool read_settings(TextBuffer out);
 bool update_settings(const char* command, TextBuffer out);
 
 /// Stores the address once a TCP connection to it has succeeded. On failure `errmsg` holds the
-/// reason and nothing is stored. A file that can't be written is reported on standard output only.
+/// reason and nothing is stored. A file that can't be written is reported on standard output
+/// and in the log only.
 bool store_server_address(const char* ip, int port, TextBuffer errmsg);

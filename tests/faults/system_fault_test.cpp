@@ -122,18 +122,22 @@ class SmallDisk {
 };
 
 TEST_F(SystemFaultTest, FullDiskLeavesTheSettingsAsTheyWere) {
-  const SmallDisk disk(folder.path() / "disk");
+  // The folder of the INI files is the small disk; the larger files are links.
+  const fs::path real = folder.path() / "real";
+  const fs::path bin = folder.path() / "bin";
+  fs::rename(bin, real);
+  const SmallDisk disk(bin);
   if (!disk.usable()) GTEST_SKIP() << "mounting a file system takes more rights";
+  fs::create_symlink(real / "quorvelserver", folder.program());
+  fs::copy(TEST_READERS "/functions.so", real / "functions.so");
+  fs::create_symlink(real / "functions.so", bin / "functions.so");
   start();
   // The new address needs more bytes than the last page has.
   const std::string settings = "[SERVER]\nSERVER_IP=1\nSERVER_PORT=2\n";
   const std::string before = settings + std::string(4096 - settings.size(), ';');
-  const fs::path file = folder.path() / "disk/quorvel.ini";
+  const fs::path file = folder.server_ini();
   write_file(file, before);
-  fs::remove(folder.server_ini());
-  fs::create_symlink(file, folder.server_ini());
-  EXPECT_THROW(write_file(folder.path() / "disk/filler", std::string(16384, 'x')),
-               std::runtime_error);
+  EXPECT_THROW(write_file(bin / "filler", std::string(16384, 'x')), std::runtime_error);
   const TcpSocket listener = TcpSocket::listen(8);
   const std::string request =
       R"({"fid":"config","ip":"127.0.0.1","port":)" + std::to_string(listener.local_port()) + "}";
@@ -141,7 +145,7 @@ TEST_F(SystemFaultTest, FullDiskLeavesTheSettingsAsTheyWere) {
   EXPECT_TRUE(before == read_file(file));
   EXPECT_EQ(R"({"result":"true","ip":"1","port":"2"})", ask(R"({"fid":"getconfig"})"));
   EXPECT_TRUE(said("No space left on device")) << daemon->output();
-  fs::remove(folder.path() / "disk/filler");
+  fs::remove(bin / "filler");
   EXPECT_EQ(R"({"result":"true"})", ask(request));
   EXPECT_EQ(R"({"result":"true","ip":"127.0.0.1","port":")" +
                 std::to_string(listener.local_port()) + "\"}",

@@ -83,6 +83,7 @@ bool update_settings(const char* command, TextBuffer out) {
   int port = 0;
   json.Get("port", port);
   if (port == 0) return refuse(out, messages::kNoPort);
+  if (!take_check_turn()) return refuse(out, messages::kBusy);
   char reason[kReasonSize] = {};
   if (!store_server_address(ip.c_str(), port, reason)) return refuse(out, reason);
   neb::CJsonObject reply;

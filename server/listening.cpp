@@ -42,6 +42,11 @@ int try_to_listen(int family, int port) {
 
 }  // namespace
 
+bool kernel_has_ipv6() {
+  const UniqueFd socket(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  return socket.get() >= 0 || errno != EAFNOSUPPORT;
+}
+
 bool listens_on(int port) {
   for (int fd = 0; fd < kDescriptorsSearched; ++fd) {
     int accepts = 0;
@@ -57,11 +62,7 @@ bool listens_on(int port) {
 }
 
 std::string listening_fault(int port) {
-  int error = try_to_listen(AF_INET6, port);
-  if (error == 0 || error == EAFNOSUPPORT) {
-    const int plain_error = try_to_listen(AF_INET, port);
-    if (plain_error != 0) error = plain_error;
-  }
+  const int error = try_to_listen(kernel_has_ipv6() ? AF_INET6 : AF_INET, port);
   const std::string subject = "port " + std::to_string(port);
   if (error == EADDRINUSE)
     return subject +
@@ -71,7 +72,5 @@ std::string listening_fault(int port) {
     return subject +
            " may not be opened by this user: set [SERVER] localport in quorvel_service.ini to a "
            "port above 1023, or give the service the right";
-  if (error == EAFNOSUPPORT)
-    return subject + " can't be opened: this machine's kernel has no IPv6, which the service needs";
   return subject + " can't be opened: " + (error != 0 ? std::strerror(error) : "see above");
 }

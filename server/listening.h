@@ -2,6 +2,9 @@
 
 #include <string>
 
+/// Whether the kernel knows IPv6; without it the service listens on IPv4 addresses alone.
+bool kernel_has_ipv6();
+
 /// Whether a socket of this process listens on the TCP port.
 bool listens_on(int port);
 

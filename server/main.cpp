@@ -95,6 +95,7 @@ lws_context_creation_info context_settings(int argc, const char** argv, Service&
   }
   if (lws_cmdline_option(argc, argv, "-h") != nullptr)
     info.options |= LWS_SERVER_OPTION_VHOST_UPG_STRICT_HOST_CHECK;
+  if (!kernel_has_ipv6()) info.options |= LWS_SERVER_OPTION_DISABLE_IPV6;
   return info;
 }
 

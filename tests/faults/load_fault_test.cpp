@@ -5,7 +5,7 @@
 
 #include <csignal>
 #include <memory>
-#include <sstream>
+#include <regex>
 #include <thread>
 
 #include "tests/support/service_test.h"
@@ -15,21 +15,16 @@ namespace {
 
 using LoadFaultTest = ServiceTest;
 
-/// Lines of the kernel's tables for the service's connections that run the timer with this number.
-int connections_with_timer(uint16_t port, const std::string& timer) {
+/// Number of the service's established connections whose keep-alive timer runs, as the kernel's
+/// tables tell: local address, peer, state 01, queues, timer 02.
+long kept_alive(uint16_t port) {
   char local_port[8];
-  std::snprintf(local_port, sizeof local_port, ":%04X", port);
-  int found = 0;
-  for (const char* table : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
-    std::istringstream lines(read_file(table));
-    for (std::string line; std::getline(lines, line);) {
-      std::istringstream fields(line);
-      std::string number, local, peer, state, queues, running;
-      fields >> number >> local >> peer >> state >> queues >> running;
-      if (local.size() > 5 && local.substr(local.size() - 5) == local_port && state == "01" &&
-          running.rfind(timer + ":", 0) == 0)
-        ++found;
-    }
+  std::snprintf(local_port, sizeof local_port, "%04X", port);
+  const std::regex line(std::string("[0-9A-F]+:") + local_port + " [0-9A-F:]+ 01 [0-9A-F:]+ 02:");
+  long found = 0;
+  for (const char* path : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
+    const std::string table = read_file(path);
+    found += std::distance(std::sregex_iterator(table.begin(), table.end(), line), {});
   }
   return found;
 }
@@ -48,7 +43,7 @@ TEST_F(LoadFaultTest, UnfinishedMessagesEndWithoutProgressAndIdleConnectionsStay
     stuck.back().send_piece(whole.substr(0, 9), false);
   }
   stuck.front().ping();
-  EXPECT_TRUE(eventually([&] { return connections_with_timer(port, "02") == kMessages + 2; }))
+  EXPECT_TRUE(eventually([&] { return kept_alive(port) == kMessages + 2; }))
       << "every connection has TCP keep-alive";
   size_t sent = 2;
   const auto only_two_are_left = [&] {

@@ -1,14 +1,6 @@
 # The Debian package: what "cmake --install" puts into the program's folder, and around it what
 # makes it a part of the system (packaging/stage.cmake). scripts/package builds it.
 
-install(PROGRAMS packaging/quorvel-cert packaging/quorvel-policy DESTINATION bin)
-install(FILES packaging/policies/chromium.json packaging/policies/firefox.json
-        DESTINATION share/policies)
-install(FILES packaging/lib-README DESTINATION lib RENAME README)
-install(FILES packaging/man/quorvel-cert.1 DESTINATION share/man/man1)
-install(FILES packaging/man/quorvelserver.8 packaging/man/quorvel-policy.8
-        DESTINATION share/man/man8)
-
 set(QUORVEL_MAINTAINER "Brennic <packages@brennic.example>" CACHE STRING
     "Maintainer named in the Debian package, as \"Name <address>\"")
 

@@ -90,6 +90,14 @@ int CIni::GetInt(const char* section, const char* key) {
   return static_cast<int>(std::strtol(GetStr(section, key), nullptr, 10));
 }
 
+std::vector<std::string> CIni::Keys(const std::string& section) const {
+  std::vector<std::string> keys;
+  const auto block = sections.find(section);
+  if (block == sections.end()) return keys;
+  for (const auto& entry : block->second) keys.push_back(entry.first);
+  return keys;
+}
+
 void CIni::PutStr(const char* section, const char* key, const char* value) {
   if (fp) std::fprintf(fp.get(), "[%s]\n%s=%s\n", section, key, value);
 }

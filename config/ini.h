@@ -53,6 +53,9 @@ class CIni {
   /// The value as atoi reads it, 0 when there is none.
   int GetInt(const char* section, const char* key);
 
+  /// The section's keys, in byte order; none when there is no such section.
+  std::vector<std::string> Keys(const std::string& section) const;
+
   /// Writes a section header and a key line at the file's current position; without effect unless
   /// the file was opened for writing.
   void PutStr(const char* section, const char* key, const char* value);

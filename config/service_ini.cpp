@@ -11,7 +11,8 @@
 
 namespace {
 
-/// A key that the file may hold; with `numbers`, the keys from key1 to that.
+/// A key that the file may hold; with `numbers`, the keys from key1 to that. Keys of a section
+/// without a key here are checked by who reads them.
 struct KnownKey {
   std::string_view section;
   std::string_view key;
@@ -21,6 +22,7 @@ constexpr KnownKey kKnownKeys[] = {
     {"REGISTER", "lib", 20},
     {"SERVER", "localport", 0},
     {"LOG", "charset", 0},
+    {"ISOLATED", "", 0},
 };
 
 constexpr int kHighestPort = 65535;
@@ -32,8 +34,10 @@ std::string plain(std::string_view name) {
   return ascii_lower(std::string(name.substr(first, name.find_last_not_of(" \t") + 1 - first)));
 }
 
+constexpr std::size_t kLongestPortValue = 9;
+
 bool is_key(const KnownKey& known, std::string_view key) {
-  if (known.numbers == 0) return key == known.key;
+  if (known.numbers == 0) return key == known.key || known.key.empty();
   for (int number = 1; number <= known.numbers; ++number)
     if (key == std::string(known.key) + std::to_string(number)) return true;
   return false;
@@ -49,7 +53,7 @@ std::string fault_of_key(const IniLine& line) {
   std::string meant;
   for (const KnownKey& known : kKnownKeys) {
     if (is_key(known, line.key) && line.section == known.section) return {};
-    if (is_key(known, plain(line.key))) {
+    if (!known.key.empty() && is_key(known, plain(line.key))) {
       meant = ": write " + plain(line.key) + "=... without blanks under [";
       meant.append(known.section).append("]");
     }
@@ -97,7 +101,9 @@ int ServiceIni::listening_port() {
   int port = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
   const bool ends = end == digits.data() + digits.size() || *end == ' ' || *end == '\t';
-  if (error == std::errc() && ends && port > 0 && port <= kHighestPort) return port;
+  if (error == std::errc() && ends && value.size() <= kLongestPortValue && port > 0 &&
+      port <= kHighestPort)
+    return port;
   std::string found = "has no line localport= in [SERVER]";
   for (const IniLine& line : ini.lines())
     if (plain(line.key) == "localport")

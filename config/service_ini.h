@@ -8,8 +8,6 @@
 /// the log: in general by its constructor, and by the functions for the values that they give.
 class ServiceIni {
  public:
-  static constexpr char kName[] = "quorvel_service.ini";
-
   /// Reads the file at `path` and names every line of it that has no effect. A file that can't be
   /// read counts as empty.
   explicit ServiceIni(std::string path);

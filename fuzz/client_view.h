@@ -9,9 +9,8 @@
 
 /// The reply as the client gets it, whatever its bytes.
 inline std::string client_text(const std::string& reply) {
-  std::string utf8(kLargestGrowth * reply.size() + 1, '\0');
-  library_text_to_utf8(reply, {utf8.data(), utf8.size()});
-  utf8.resize(std::strlen(utf8.c_str()));
+  std::string utf8;
+  library_text_to_utf8(reply, utf8);
   return utf8;
 }
 

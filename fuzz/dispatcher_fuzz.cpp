@@ -80,7 +80,11 @@ void fill_settings(int kind, const std::string& content) {
 LibManager::LibManager() noexcept : port(0) {}
 LibManager::~LibManager() = default;
 
-void LibManager::report_foreign_text(const char*) const {}
+void LibManager::report_foreign_text(const char*) {}
+
+Library::Later LibManager::call_later(Ticket, const char*, const char*, std::size_t) {
+  return Library::Later::kNever;
+}
 
 int LibManager::call_cmd(const unsigned char* fid, const unsigned char* command,
                          unsigned char* reply, std::size_t reply_size) {

@@ -102,12 +102,3 @@ int Funlib::call_cmd(const unsigned char* fid, const unsigned char* command, uns
   write_failure(out, messages::kReplyTooLong);
   return 0;
 }
-
-void Funlib::report_foreign_text() {
-  if (foreign_text_reported) return;
-  foreign_text_reported = true;
-  log_warning(
-      "%s: a reply is no GBK; pages get it as GB18030, with U+FFFD for stray bytes. "
-      "quorvel-libcheck shows where\n",
-      libname);
-}

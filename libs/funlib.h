@@ -47,9 +47,6 @@ class Funlib {
   /// The functions that the library serves, as it lists them; empty until init succeeded.
   const char* functions() const { return funclist; }
 
-  /// Says in the log that the library's reply was no GBK; the first time only.
-  void report_foreign_text();
-
  private:
   bool open(TextBuffer errtext);
   bool find_entry_points(TextBuffer errtext);
@@ -65,5 +62,4 @@ class Funlib {
   decltype(&::scommand) p_scommand = nullptr;
   decltype(&::getversion) p_getversion = nullptr;
   char libname[400] = {};
-  bool foreign_text_reported = false;
 };

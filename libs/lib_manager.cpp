@@ -1,12 +1,15 @@
 #include "libs/lib_manager.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 #include "config/service_ini.h"
-#include "libs/funlib.h"
+#include "libs/isolated_library.h"
+#include "libs/isolation_settings.h"
 #include "libs/listing.h"
+#include "libs/local_library.h"
 #include "util/log/log.h"
 #include "util/os/program_path.h"
 #include "util/os/working_directory.h"
@@ -16,11 +19,9 @@
 
 namespace {
 
-constexpr const char* kServiceIni = ServiceIni::kName;
-constexpr char kLibrarySection[] = "REGISTER";
-
 constexpr int kDefaultPort = 47392;
 constexpr int kMaxLibraries = 20;
+constexpr std::chrono::seconds kInProcess(0);  // no limit, since nothing could enforce it
 constexpr std::size_t kShortestPath = 6;
 
 /// Whether the value is within its limit; says in the log what to do when it is not.
@@ -36,6 +37,8 @@ template <typename Action>
 bool reporting_exceptions(TextBuffer errtext, Action action) {
   try {
     return action();
+  } catch (const LibraryException& error) {
+    return write_failure(errtext, error.what());
   } catch (...) {
     return write_failure(errtext, current_exception_text(messages::kException));
   }
@@ -66,6 +69,7 @@ bool LibManager::init(char* errtext, std::size_t size) {
 }
 
 void LibManager::load_listed_libraries(CIni& ini, char* errtext, std::size_t size) {
+  isolation = read_isolation(ini);
   for (int i = 1; i <= kMaxLibraries; ++i) {
     const std::string key = "lib" + std::to_string(i);
     const std::string value = ini.GetStr(kLibrarySection, key.c_str());
@@ -84,17 +88,29 @@ void LibManager::load_listed_libraries(CIni& ini, char* errtext, std::size_t siz
     }
     if (std::strlen(path) < kShortestPath) continue;
     log_user("loading begin =%s\n", value.c_str());
-    if (addlib(path, errtext, size)) continue;
+    const auto isolated = isolation.find(key);
+    const auto limit = isolated != isolation.end() ? isolated->second : kInProcess;
+    if (add(path, limit, {errtext, size})) continue;
     print("\n?error  = %s?\n", errtext);
     log_error("%s\n", errtext);
   }
 }
 
 bool LibManager::addlib(const char* path, char* errtext, std::size_t size) {
-  return reporting_exceptions({errtext, size}, [&] { return load(path, {errtext, size}); });
+  return add(path, kInProcess, {errtext, size});
 }
 
-bool LibManager::load(const char* path, TextBuffer errtext) {
+bool LibManager::add(const char* path, std::chrono::seconds limit, TextBuffer errtext) {
+  return reporting_exceptions(errtext, [&] { return load(path, limit, errtext); });
+}
+
+std::unique_ptr<Library> LibManager::make_library(const char* path, std::chrono::seconds limit) {
+  if (limit == kInProcess) return std::make_unique<LocalLibrary>(path);
+  if (!events) events.emplace();
+  return std::make_unique<IsolatedLibrary>(path, limit, *events, on_late_reply);
+}
+
+bool LibManager::load(const char* path, std::chrono::seconds limit, TextBuffer errtext) {
   print("addlib ======%s \n", path);
   const auto registered = libs.find(path);
   if (registered != libs.end()) {
@@ -102,9 +118,9 @@ bool LibManager::load(const char* path, TextBuffer errtext) {
     return fail_with(errtext, format_text("%s loaded! \n", path));
   }
   log_user("loading %s \n", path);
-  auto library = std::make_unique<Funlib>(path);
-  char reason[kReplySize] = {};
-  if (!library->init(reason, sizeof reason))
+  auto library = make_library(path, limit);
+  char reason[QUORVEL_ERROR_SIZE] = {};
+  if (!library->init(reason))
     return write_failure(errtext, format_text(messages::kInitFailed, path, reason));
   libs.emplace(path, std::move(library));
   return true;
@@ -123,25 +139,57 @@ bool LibManager::dellib(const char* path) {
   return true;
 }
 
-Funlib* LibManager::library_of(const std::string& lowered_name) const {
-  for (const auto& [path, library] : libs)
-    if (std::strstr(library->functions(), lowered_name.c_str()) != nullptr) return library.get();
-  return nullptr;
+LibManager::LibraryTable::const_iterator LibManager::find_function(
+    const std::string& lowered_name) const {
+  return std::find_if(libs.begin(), libs.end(), [&](const auto& entry) {
+    return std::strstr(entry.second->functions(), lowered_name.c_str()) != nullptr;
+  });
 }
 
 int LibManager::call_cmd(const unsigned char* fid, const unsigned char* command,
                          unsigned char* reply, std::size_t reply_size) {
   if (reply == nullptr) return 0;
+  const TextBuffer out(reinterpret_cast<char*>(reply), reply_size);
   if (fid != nullptr && command != nullptr) {
     const std::string name = ascii_lower(std::string(reinterpret_cast<const char*>(fid)));
-    const auto* lowered = reinterpret_cast<const unsigned char*>(name.c_str());
-    if (Funlib* library = library_of(name))
-      return library->call_cmd(lowered, command, reply, reply_size);
+    const auto library = find_function(name);
+    if (library != libs.end())
+      return library->second->call(name.c_str(), reinterpret_cast<const char*>(command), out);
   }
-  write_failure({reinterpret_cast<char*>(reply), reply_size}, messages::kNotSupported);
+  write_failure(out, messages::kNotSupported);
   return 0;
 }
 
-void LibManager::report_foreign_text(const char* fid) const {
-  if (Funlib* library = library_of(ascii_lower(std::string(fid)))) library->report_foreign_text();
+Library::Later LibManager::call_later(Ticket ticket, const char* fid, const char* command,
+                                      std::size_t reply_size) {
+  if (!events) return Library::Later::kNever;
+  const std::string name = ascii_lower(std::string(fid));
+  const auto library = find_function(name);
+  if (library == libs.end()) return Library::Later::kNever;
+  return library->second->call_later(ticket, name.c_str(), command, reply_size);
+}
+
+void LibManager::forget(Ticket ticket) {
+  for (const auto& entry : libs) entry.second->forget(ticket);
+}
+
+int LibManager::event_descriptor() const { return events ? events->descriptor() : -1; }
+
+void LibManager::handle_events() {
+  if (events) events->handle_events(0);
+}
+
+void LibManager::end_isolated() {
+  const auto latest = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+  for (const auto& entry : libs) entry.second->ask_to_end();
+  for (const auto& entry : libs) entry.second->end(latest);
+}
+
+void LibManager::report_foreign_text(const char* fid) {
+  const auto library = find_function(ascii_lower(std::string(fid)));
+  if (library == libs.end() || !reported_for_text.insert(library->first).second) return;
+  log_warning(
+      "%s: a reply is no GBK; pages get it as GB18030, with U+FFFD for stray bytes. "
+      "quorvel-libcheck shows where\n",
+      library->first.c_str());
 }

@@ -1,15 +1,20 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 
+#include "libs/isolation_settings.h"
+#include "libs/library.h"
 #include "util/json/failure_reply.h"
+#include "util/os/event_set.h"
 #include "util/text/text_buffer.h"
 
 class CIni;
-class Funlib;
 
 /// Size in bytes of the buffer that takes the reason why a library was not loaded.
 inline constexpr std::size_t kErrorTextSize = 4024;
@@ -50,20 +55,42 @@ class LibManager {
   int call_cmd(const unsigned char* fid, const unsigned char* command, unsigned char* reply,
                std::size_t reply_size = kReplySize);
 
+  /// Lets an isolated library answer the same request later, within `reply_size` bytes: see
+  /// Library. kNever when the function is not one of an isolated library; call_cmd has the answer
+  /// then.
+  Library::Later call_later(Ticket ticket, const char* fid, const char* command,
+                            std::size_t reply_size);
+  /// Who gets the replies of call_later, while handle_events() runs.
+  void set_late_reply_handler(LateReplyHandler handler) { on_late_reply = std::move(handler); }
+  /// Nobody waits for this reply any more.
+  void forget(Ticket ticket);
+
+  /// Readable when handle_events() is to be called; below 0 when no library is isolated.
+  int event_descriptor() const;
+  void handle_events();
+  /// Ends the helper processes, at once those that work; an idle one has a second for its uninit.
+  void end_isolated();
+
   /// Says in the log, once for each library, that a reply to the function `fid` was no GBK.
-  void report_foreign_text(const char* fid) const;
+  void report_foreign_text(const char* fid);
 
   /// TCP port to listen on; 47392 until init has read the INI file, 0 when that names none
   /// that can be used.
   int listening_port() const { return port; }
 
  private:
-  using LibraryTable = std::map<std::string, std::unique_ptr<Funlib>>;
+  using LibraryTable = std::map<std::string, std::unique_ptr<Library>>;
 
   void load_listed_libraries(CIni& ini, char* errtext, std::size_t size);
-  bool load(const char* path, TextBuffer errtext);
-  Funlib* library_of(const std::string& lowered_name) const;
+  bool add(const char* path, std::chrono::seconds limit, TextBuffer errtext);
+  bool load(const char* path, std::chrono::seconds limit, TextBuffer errtext);
+  std::unique_ptr<Library> make_library(const char* path, std::chrono::seconds limit);
+  LibraryTable::const_iterator find_function(const std::string& lowered_name) const;
 
+  Isolation isolation;
+  std::optional<EventSet> events;  ///< of isolated libraries, once there is one; outlives them
+  LateReplyHandler on_late_reply;
+  std::set<std::string> reported_for_text;  ///< paths
   LibraryTable libs;
   int port;
 };

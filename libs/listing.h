@@ -3,7 +3,10 @@
 #include <cstddef>
 #include <string_view>
 
-// The rules for a library's value in [REGISTER] of quorvel_service.ini.
+// How the service INI file lists the libraries, and the rules for their values.
+
+inline constexpr char kServiceIni[] = "quorvel_service.ini";
+inline constexpr char kLibrarySection[] = "REGISTER";
 
 /// Longest value, and longest path that it stands for, in bytes.
 inline constexpr std::size_t kLongestLibraryPath = 199;

@@ -1,48 +1,68 @@
-// The state of the connection, and help when there is none.
+// The state of the connection and of what is under way, and help when the service does not answer.
 
 import {rendered, text, timeOfDay} from './texts.js';
 
 const SECOND_MS = 1000;
-const HEADLINES = {open: 'stateOpen', connecting: 'stateConnecting', waiting: 'stateDown'};
+const LONG_S = 5;  // a reply that takes longer deserves a word
+const byId = (id) => document.getElementById(id);
+const HEADLINES = {
+  open: 'stateOpen', connecting: 'stateConnecting', down: 'stateDown', idle: 'stateIdle', silent: 'stateSilent',
+  wait: 'stateWait', read: 'stateRead', ask: 'stateAsk', late: 'stateLate',
+};
 
-export function showConnection(client) {
-  const card = document.getElementById('connection');
-  const headline = document.getElementById('state');
-  const detail = document.getElementById('state-detail');
-  const retry = document.getElementById('retry');
-  const help = document.getElementById('help');
+/** What the card shows: a key of HEADLINES. */
+function situation(client, task, liveness) {
+  if (client.state !== 'open' && client.error) return 'down';
+  if (task.phase) return task.progress?.seconds >= LONG_S ? 'late' : task.phase;
+  // Attempts that follow a failure flash by; above, the page goes on saying that there is no service.
+  if (client.state === 'open' && liveness.silent) return 'silent';
+  return client.state in HEADLINES ? client.state : 'idle';
+}
+
+function detail(client, task, liveness, since) {
+  const values = {url: client.url.replace(/\/$/, ''), time: timeOfDay(since)};
+  const shown = situation(client, task, liveness);
+  if (shown === 'late') return text('detailLate', values);
+  if (shown === task.phase) {
+    const {ahead = 0, sent = true} = task.progress ?? {};
+    if (ahead > 0) return text('detailQueued', {...values, ahead});
+    return text(sent || client.state === 'open' ? 'detailTask' : 'detailTaskConnecting', values);
+  }
+  if (shown === 'open') return text('detailOpen', values);
+  if (shown === 'silent') return text('detailSilent', values);
+  if (client.state !== 'waiting') return text('detailOther', values);
+  values.seconds = Math.max(0, Math.ceil((client.retryAt - Date.now()) / SECOND_MS));
+  return text('detailWaiting', values);
+}
+
+export function showConnection(client, task, liveness) {
+  const card = byId('connection');
+  const headline = byId('state');
   let since = new Date();
 
-  document.getElementById('help-tls').hidden = !client.url.startsWith('wss:');
-
-  function renderDetail() {
-    const values = {url: client.url.replace(/\/$/, ''), time: timeOfDay(since)};
-    let key = 'detailOther';
-    if (client.state === 'open') key = 'detailOpen';
-    if (client.state === 'waiting') {
-      key = 'detailWaiting';
-      values.seconds = Math.max(0, Math.ceil((client.retryAt - Date.now()) / SECOND_MS));
-    }
-    detail.textContent = text(key, values);
-  }
+  byId('help-tls').hidden = !client.url.startsWith('wss:');
 
   function render() {
-    // Attempts that follow a failure flash by; the page goes on saying that there is no service.
-    const down = client.state !== 'open' && client.error !== null;
-    const wording = down ? 'stateDown' : HEADLINES[client.state] ?? 'stateIdle';
-    card.dataset.state = down ? 'down' : client.state;
+    const shown = situation(client, task, liveness);
+    card.dataset.state = shown;
     // A live region is read out whenever it is written.
-    if (headline.textContent !== text(wording)) headline.textContent = text(wording);
-    help.hidden = !down;
-    retry.hidden = !down;
-    renderDetail();
+    const words = text(HEADLINES[shown]);
+    if (headline.textContent !== words) headline.textContent = words;
+    // Outside the live region, or every second would be read out.
+    byId('seconds').textContent = task.phase ? text('seconds', {seconds: task.seconds}) : '';
+    byId('state-detail').textContent = detail(client, task, liveness, since);
+    byId('help').hidden = !['down', 'silent', 'late'].includes(shown);
+    byId('help-clerk').textContent = text(shown === 'down' ? 'helpDown' : 'helpSilent');
+    byId('retry').hidden = shown !== 'down';
   }
 
   client.addEventListener('statechange', () => {
     if (client.state === 'open') since = new Date();
     render();
   });
-  retry.addEventListener('click', () => client.connect().catch(() => {}));
-  setInterval(() => { if (client.state === 'waiting') renderDetail(); }, SECOND_MS / 2);
+  task.addEventListener('change', render);
+  liveness.addEventListener('change', render);
+  byId('retry').addEventListener('click', () => client.connect().catch(() => {}));
+  setInterval(() => { if (client.state === 'waiting') render(); }, SECOND_MS / 2);
   rendered(render);
 }

@@ -15,6 +15,20 @@ function parse(text) {
   }
 }
 
+/** Waits for `work`, which adds replyText and reply to the exchange that it gets, and times it. */
+async function recorded(request, work) {
+  const start = performance.now();
+  const done = {time: new Date(), name: functionName(request), request};
+  try {
+    await work(done);
+  } catch (error) {
+    done.error = error;
+  }
+  done.ok = done.reply?.result === 'true';
+  done.ms = performance.now() - start;
+  return done;
+}
+
 /**
  * Sends `request` with `client` and waits for the outcome; never rejects.
  * @returns {Promise<object>} time: Date of sending; name: function name or null; request and
@@ -22,19 +36,22 @@ function parse(text) {
  *   when it is not JSON; ok: whether its result is "true"; error: the client's error without a
  *   reply; ms: duration.
  */
-export async function exchange(client, request, options) {
-  const time = new Date();
-  const start = performance.now();
-  const done = {time, name: functionName(request), request};
-  try {
+export function exchange(client, request, options) {
+  return recorded(request, async (done) => {
     done.replyText = await client.request(request, options);
     done.reply = parse(done.replyText);
-  } catch (error) {
-    done.error = error;
-  }
-  done.ok = done.reply?.result === 'true';
-  done.ms = performance.now() - start;
-  return done;
+  });
+}
+
+/** Polls until a card lies on the reader; never rejects. Returns the last exchange, as above. */
+export function cardPlaced(client, options) {
+  return recorded(JSON.stringify({fid: 'cardpresent'}), async (done) => {
+    const reply = await client.waitFor('cardpresent', undefined, options).catch((error) => {
+      if (error.kind !== 'failure' && error.kind !== 'protocol') throw error;
+      return error.reply;
+    });
+    Object.assign(done, {reply, replyText: JSON.stringify(reply)});
+  });
 }
 
 /** A duration as a short number of milliseconds. */

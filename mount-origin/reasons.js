@@ -11,6 +11,9 @@ const SERVICE_REASONS = [
   [/^请求内容过长/, 'tooLong'],
   [/^服务名过长/, 'nameTooLong'],
   [/^(?:应答内容无效|读卡库应答超长)/, 'libraryFault'],
+  [/^读卡库异常退出/, 'libraryCrashed'],
+  [/^读卡超时/, 'libraryTimedOut'],
+  [/^读卡库无法启动/, 'libraryDown'],
   [/^取参数ip/, 'noIp'],
   [/^取参数:端口/, 'noPort'],
   [/^请检网络-连接(.*):(-?\d+) *失败/, 'unreachable'],
@@ -25,8 +28,10 @@ const SERVICE_REASONS = [
  */
 export function explain({reply, error}) {
   if (error) return {what: hasText(error.kind) ? text(error.kind) : error.message};
-  const errmsg = reply?.errmsg;
-  if (typeof errmsg !== 'string') return {what: text('badreply')};
+  if (reply === undefined) return {what: text('badreply')};
+  if (typeof reply?.result !== 'string') return {what: text('protocol')};
+  const {errmsg} = reply;
+  if (typeof errmsg !== 'string') return {what: text('noReason')};
   for (const [pattern, key] of SERVICE_REASONS) {
     const match = pattern.exec(errmsg);
     if (match) return {what: text(key, match.slice(1)), original: errmsg};

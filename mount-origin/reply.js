@@ -1,19 +1,20 @@
-// The reply to one request: what came of it, its members, its raw text.
+// The reply to one request: what came of it, its members, its raw text. While a request is under way
+// nothing of an earlier reply is shown: it may be about another person.
 
 import {shortMs} from './exchange.js';
 import {explain} from './reasons.js';
-import {hasText, rendered, text, timeOfDay} from './texts.js';
+import {hasText, inItsLanguage, rendered, text, timeOfDay} from './texts.js';
 
 const byId = (id) => document.getElementById(id);
 const COPIED_MS = 1500;
 
 let shown = null;
+let pending = false;
 
 function element(tag, className, content) {
   const made = document.createElement(tag);
   made.className = className;
-  made.textContent = content;
-  return made;
+  return inItsLanguage(made, content);
 }
 
 /** The outcome as one box: a badge, after a failure what it means, and a remark of the caller's. */
@@ -55,16 +56,17 @@ function memberRows(reply) {
 }
 
 function render() {
-  byId('reply-empty').hidden = shown !== null;
+  const {name, time, ms, request = '', reply, replyText} = shown ?? {};
+  byId('reply').setAttribute('aria-busy', pending);
+  byId('reply-pending').hidden = !pending;
+  byId('reply-empty').hidden = pending || shown !== null;
   byId('raw').hidden = shown === null;
-  if (!shown) return;
-  const {name, time, ms, request, reply, replyText} = shown;
-  const values = {name: name ?? text('plainText'), time: timeOfDay(time), ms: shortMs(ms)};
-  byId('reply-meta').textContent = text('replyMeta', values);
-  byId('outcome').replaceChildren(outcomeBox(shown));
+  byId('reply-meta').textContent = shown
+    ? text('replyMeta', {name: name ?? text('plainText'), time: timeOfDay(time), ms: shortMs(ms)}) : '';
+  byId('outcome').replaceChildren(...(shown ? [outcomeBox(shown)] : []));
   byId('members').replaceChildren(...memberRows(reply));
-  byId('raw-request').textContent = request;
-  byId('raw-reply').textContent = replyText ?? text('noReply');
+  inItsLanguage(byId('raw-request'), request);
+  inItsLanguage(byId('raw-reply'), replyText ?? text('noReply'));
   byId('copy').hidden = replyText === undefined || !navigator.clipboard;
 }
 
@@ -73,8 +75,16 @@ export function showReply(done) {
   render();
 }
 
-export function prepareReply() {
+export function prepareReply(task) {
   const copy = byId('copy');
+  task.addEventListener('change', () => {
+    if (pending === (task.phase !== null)) return;
+    pending = !pending;
+    if (pending) shown = null;
+    // What lies below stays where it is.
+    byId('reply').style.minHeight = pending ? `${byId('reply').offsetHeight}px` : '';
+    render();
+  });
   copy.addEventListener('click', async () => {
     await navigator.clipboard.writeText(shown.replyText);
     copy.textContent = text('copied');

@@ -1,9 +1,9 @@
-// The form for a request, with examples, and the button for the clerk.
+// The form for a request of one's own, with examples.
 
 import {exchange, functionName} from './exchange.js';
+import {BASIC} from './reading.js';
 import {rendered, text} from './texts.js';
 
-const BASIC = {fid: 'readcardbas', data: {itype: 3, bae140: '3'}};
 const EXAMPLES = [
   ['exampleBasic', JSON.stringify(BASIC, null, 2)],
   ['exampleCanned', 'readcardbas'],
@@ -15,14 +15,12 @@ const EXAMPLES = [
 ];
 
 /** `onDone` gets every finished exchange. */
-export function prepareRequest(client, onDone) {
+export function prepareRequest(client, task, onDone) {
   const form = document.getElementById('request-form');
   const input = document.getElementById('request-text');
   const note = document.getElementById('request-note');
   const send = document.getElementById('send');
   const cancel = document.getElementById('cancel');
-  const readCard = document.getElementById('read-card');
-  let underWay = null;  // AbortController of the exchange
 
   function renderNote(refusal) {
     note.textContent = refusal ?? describe(input.value);
@@ -30,22 +28,11 @@ export function prepareRequest(client, onDone) {
   }
 
   function renderBusy() {
-    const busy = underWay !== null;
+    const busy = task.phase !== null;
+    if (!busy && document.activeElement === cancel) send.focus();
     send.textContent = text(busy ? 'sending' : 'send');
-    // Not the attribute "disabled": it would throw the keyboard's focus off the button.
-    for (const button of [send, readCard]) button.setAttribute('aria-disabled', busy);
+    send.setAttribute('aria-disabled', busy);
     cancel.hidden = !busy;
-  }
-
-  async function run(request) {
-    if (underWay) return;
-    underWay = new AbortController();
-    renderBusy();
-    const done = await exchange(client, request, {signal: underWay.signal});
-    underWay = null;
-    if (document.activeElement === cancel) send.focus();
-    renderBusy();
-    onDone(done);
   }
 
   function submit() {
@@ -54,7 +41,9 @@ export function prepareRequest(client, onDone) {
       input.focus();
       return;
     }
-    run(input.value);
+    const request = input.value;
+    const phase = functionName(request) === BASIC.fid ? 'read' : 'ask';
+    task.run(phase, (signal) => exchange(client, request, {signal, onProgress: task.follow}), onDone);
   }
 
   function renderExamples() {
@@ -73,8 +62,8 @@ export function prepareRequest(client, onDone) {
   input.addEventListener('keydown', (event) => {
     if (event.key === 'Enter' && (event.ctrlKey || event.metaKey)) submit();
   });
-  cancel.addEventListener('click', () => underWay?.abort());
-  readCard.addEventListener('click', () => run(JSON.stringify(BASIC)));
+  cancel.addEventListener('click', () => task.cancel());
+  task.addEventListener('change', renderBusy);
   input.value = EXAMPLES[0][1];
   rendered(() => { renderExamples(); renderNote(); renderBusy(); });
 }

@@ -5,6 +5,7 @@ import {outcomeBox} from './reply.js';
 import {rendered, text} from './texts.js';
 
 const HIGHEST_PORT = 65535;
+const DIGITS = /^\d+$/;
 const IPV4 = /^((25[0-5]|2[0-4]\d|1\d\d|[1-9]?\d)(\.(?!$)|$)){4}$/;
 
 /** `onDone` gets the exchanges that the user starts. */
@@ -61,8 +62,9 @@ export function prepareSettings(client, onDone) {
 
   async function submit() {
     if (busy) return;
-    const wanted = {fid: 'config', ip: ip.value.trim(), port: Number(port.value.trim())};
-    const portFits = Number.isInteger(wanted.port) && wanted.port >= 1 && wanted.port <= HIGHEST_PORT;
+    const digits = port.value.trim();
+    const wanted = {fid: 'config', ip: ip.value.trim(), port: Number(digits)};
+    const portFits = DIGITS.test(digits) && wanted.port >= 1 && wanted.port <= HIGHEST_PORT;
     refused = [...(IPV4.test(wanted.ip) ? [] : [ip]), ...(portFits ? [] : [port])];
     result = null;
     busy = refused.length === 0;

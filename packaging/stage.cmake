@@ -23,11 +23,29 @@ place(60-quorvelserver.rules usr/lib/udev/rules.d)
 place(debian/copyright ${doc})
 place(debian/lintian-overrides usr/share/lintian/overrides quorvelserver)
 
+# The two settings files are made at installation, from these defaults, and are no files of the
+# package: the service rewrites one, every roll-out the other, and an upgrade must not stop to ask.
+foreach(settings quorvel.ini quorvel_service.ini)
+  file(RENAME ${program}/bin/${settings} ${program}/share/${settings})
+endforeach()
+
 file(RENAME ${program}/share/man ${root}/usr/share/man)
+file(COPY ${program}/share/doc/${CPACK_PACKAGE_NAME}/ DESTINATION ${root}/${doc})
+file(REMOVE_RECURSE ${program}/share/doc)
 configure_file(${from}/debian/changelog.in ${root}/${doc}/changelog @ONLY
                FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 file(GLOB_RECURSE compressible ${root}/usr/share/man/*.[1-8] ${root}/${doc}/changelog)
 execute_process(COMMAND gzip -9n ${compressible} COMMAND_ERROR_IS_FATAL ANY)
+
+# CPack strips the programs but leaves the compiler's name in them.
+file(GLOB programs ${program}/bin/*)
+foreach(file IN LISTS programs)
+  file(READ ${file} magic LIMIT 4 HEX)
+  if(magic STREQUAL 7f454c46)
+    execute_process(COMMAND strip --strip-unneeded --remove-section=.comment --remove-section=.note
+                            ${file} COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+endforeach()
 
 file(MAKE_DIRECTORY ${root}/var/lib/quorvelserver ${root}/usr/bin)
 # Folders made here follow the builder's umask; the package's do not.
@@ -40,6 +58,7 @@ file(CREATE_LINK ${CPACK_PACKAGING_INSTALL_PREFIX}/mount-origin
 # The commands are found by name. The service itself is not linked: it looks for its INI files in
 # the folder of the path under which it is started.
 file(GLOB commands RELATIVE ${program}/bin ${program}/bin/quorvel-*)
+list(REMOVE_ITEM commands quorvel-host)
 foreach(command IN LISTS commands)
   file(CREATE_LINK ${CPACK_PACKAGING_INSTALL_PREFIX}/bin/${command} ${root}/usr/bin/${command}
        SYMBOLIC)

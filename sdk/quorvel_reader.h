@@ -19,15 +19,17 @@
  *     nothing to free.
  *  4. Sizes. The buffers have the sizes named below, in bytes, the terminating zero included.
  *     Writing past an end is undefined. No argument is ever null.
- *  5. Texts are zero-terminated. Everything that the library writes is GBK. The command text comes
- *     as the page sent it: UTF-8 from browsers, but unchecked, so any byte can occur in its
- * strings.
+ *  5. Texts are zero-terminated. Everything that the library writes is GBK (or GB18030, whose
+ *     four-byte codes have the characters that GBK lacks); a byte that begins no character reaches
+ *     the page as U+FFFD. The command text comes as the page sent it: UTF-8 from browsers, but
+ *     unchecked, so any byte can occur in its strings.
  *  6. Results. Non-zero means success, 0 failure. Nothing else may leave an entry point: no
  *     exception, no longjmp, no exit.
  *  7. The process belongs to the service: leave its signal handlers, working directory and standard
  *     streams alone, and keep nothing (memory, descriptors) after uninit.
  *  8. uninit is called only when the library is unloaded while the service goes on running, and not
- *     when the process ends. Leave no hardware in a state that needs uninit.
+ *     when the process ends, unless the library is isolated and idle then. Leave no hardware in a
+ *     state that needs uninit.
  */
 #ifndef QUORVEL_READER_H
 #define QUORVEL_READER_H

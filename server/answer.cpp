@@ -1,11 +1,15 @@
 #include "server/answer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 
 #include "Services/dispatcher/dispatcher.h"
+#include "Services/dispatcher/json_reply.h"
 #include "libs/lib_manager.h"
 #include "util/json/failure_reply.h"
 #include "util/log/log.h"
@@ -24,10 +28,22 @@ constexpr std::size_t kShownSize = 64;       // bytes of an unrecognised message
 /// cost each request the walk of the stack's guard through its pages.
 std::optional<Jdispatcher> dispatcher;
 
-/// Writes what the client is told of the exception being handled to `reply`, and prints it. The
-/// canned request gets the bare text.
-void write_exception(bool canned, TextBuffer reply) {
-  const std::string text = current_exception_text(messages::kException);
+/// What a request was, as far as its reply needs to know.
+struct Asked {
+  std::string fid;  ///< as the client spelled it
+  bool canned;
+
+  std::size_t reply_size() const { return canned ? kCannedReplySize : kReplySize; }
+};
+
+/// The requests whose replies come later. Their numbers are never used twice, so that no reply can
+/// reach a connection that has come since.
+std::unordered_map<Ticket, Asked> awaited;
+Ticket last_ticket = 0;
+
+/// Writes what the client is told of an exception to `reply`, and prints it. The canned request
+/// gets the bare text.
+void write_exception(bool canned, const std::string& text, TextBuffer reply) {
   if (canned) {
     fail_with(reply, text);
   } else {
@@ -36,26 +52,48 @@ void write_exception(bool canned, TextBuffer reply) {
   print("%s", reply.data);
 }
 
-void dispatch(const Service& service, const char* request, bool canned, TextBuffer reply) {
+/// Runs the dispatcher on the request. The ticket, if its reply comes later, or 0.
+Ticket dispatch(const Service& service, const char* request, bool canned, TextBuffer reply) {
   try {
     dispatcher.emplace(&service.registry, request);
-    if (dispatcher->init(reply.data, service.platform, reply.size))
+    if (!dispatcher->init(reply.data, service.platform, reply.size)) return 0;
+    const Library::Later later = dispatcher->dispatch_later(last_ticket + 1, reply.size);
+    if (later == Library::Later::kAccepted) return ++last_ticket;
+    if (later == Library::Later::kUnavailable) {
+      write_failure(reply, messages::kLibraryUnavailable);
+      complete_fid(reply, dispatcher->function());
+    } else {
       dispatcher->dispatch(reply.data, reply.size);
+    }
   } catch (...) {
-    write_exception(canned, reply);
+    write_exception(canned, current_exception_text(messages::kException), reply);
   }
+  return 0;
 }
 
-std::size_t answer_request(const Service& service, const char* request, bool canned,
-                           TextBuffer out) {
+/// Converts the reply (GBK) for the client; one that is no GBK is put down to the library that
+/// serves the function.
+std::size_t convert(const Service& service, const char* reply, const char* fid, TextBuffer out) {
+  if (!library_text_to_utf8(reply, out)) service.registry.report_foreign_text(fid);
+  // A client that gets nothing would wait for ever.
+  if (out.data[0] == '\0') return answer_failure(messages::kUnusableReply, out);
+  return std::strlen(out.data);
+}
+
+Answer answer_request(const Service& service, const char* request, bool canned, TextBuffer out) {
   char reply[kCannedReplySize];
   const std::size_t size = canned ? kCannedReplySize : kReplySize;
   std::memset(reply, 0, size);
-  dispatch(service, request, canned, {reply, size});
-  if (!library_text_to_utf8(reply, out) && dispatcher)
-    service.registry.report_foreign_text(dispatcher->function());
+  Answer answer;
+  answer.ticket = dispatch(service, request, canned, {reply, size});
+  const char* fid = dispatcher ? dispatcher->function() : "";
+  if (answer.ticket != 0) {
+    awaited[answer.ticket] = {fid, canned};
+  } else {
+    answer.length = convert(service, reply, fid, out);
+  }
   dispatcher.reset();
-  return std::strlen(out.data);
+  return answer;
 }
 
 /// The beginning of a message for the log, which is GBK, and the message's length: more of it may
@@ -68,18 +106,33 @@ void print_unrecognised(std::string_view message) {
 
 }  // namespace
 
-std::size_t answer_message(const Service& service, const char* message, TextBuffer out) {
-  std::size_t length = 0;
-  if (std::strncmp(message, kCannedName.data(), kCannedName.size()) == 0) {
-    length = answer_request(service, kCannedRequest, true, out);
-  } else if (message[0] == '{' && strnlen(message, kShortestRequest) == kShortestRequest) {
-    length = answer_request(service, message, false, out);
+Answer answer_message(const Service& service, const char* message, TextBuffer out) {
+  if (std::strncmp(message, kCannedName.data(), kCannedName.size()) == 0)
+    return answer_request(service, kCannedRequest, true, out);
+  if (message[0] == '{' && strnlen(message, kShortestRequest) == kShortestRequest)
+    return answer_request(service, message, false, out);
+  print_unrecognised(message);
+  return {answer_failure(messages::kUnrecognised, out)};
+}
+
+std::size_t answer_later(const Service& service, Ticket ticket, const LateReply& late,
+                         TextBuffer out) {
+  const Asked asked = std::move(awaited.at(ticket));
+  awaited.erase(ticket);
+  char room[kCannedReplySize] = {};
+  const TextBuffer reply(room, asked.reply_size());
+  if (late.kind == LateReply::Kind::kThrown) {
+    write_exception(asked.canned, late.text, reply);
   } else {
-    print_unrecognised(message);
-    return answer_failure(messages::kUnrecognised, out);
+    if (late.kind == LateReply::Kind::kFailure) write_failure(reply, late.text);
+    if (late.kind == LateReply::Kind::kReply) copy_text(reply, late.text);
+    complete_fid(reply, asked.fid);
   }
-  // A client that gets nothing would wait for ever.
-  return length > 0 ? length : answer_failure(messages::kUnusableReply, out);
+  return convert(service, room, asked.fid.c_str(), out);
+}
+
+void forget_answer(const Service& service, Ticket ticket) {
+  if (awaited.erase(ticket) != 0) service.registry.forget(ticket);
 }
 
 std::size_t answer_failure(const char* reason, TextBuffer out) {

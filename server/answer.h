@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "libs/library.h"
 #include "util/text/conversion.h"
 #include "util/text/text_buffer.h"
 
@@ -19,10 +20,23 @@ inline constexpr std::size_t kCannedReplySize = 2048;
 /// Room that every reply has in UTF-8.
 inline constexpr std::size_t kAnswerSize = kLargestGrowth * kCannedReplySize;
 
-/// Answers a complete message (NUL-terminated, as the page sent it): writes the reply,
-/// NUL-terminated UTF-8 and never empty, to `out` of at least kAnswerSize bytes. Returns its
-/// length. Whatever a reader library throws becomes a reply.
-std::size_t answer_message(const Service& service, const char* message, TextBuffer out);
+/// What becomes of a message: its reply's length in UTF-8, never 0, or a reply that comes later.
+struct Answer {
+  std::size_t length = 0;
+  Ticket ticket = 0;  ///< not 0: the reply comes later, under it
+};
 
-/// Writes the failure reply with that reason (GBK) in the same way.
+/// Answers a complete message (NUL-terminated, as the page sent it): writes the reply,
+/// NUL-terminated UTF-8, to `out` of at least kAnswerSize bytes, unless an isolated library gives
+/// it later. Whatever a reader library throws becomes a reply.
+Answer answer_message(const Service& service, const char* message, TextBuffer out);
+
+/// Writes a reply that has come later in the same way. Returns its length. Each ticket once.
+std::size_t answer_later(const Service& service, Ticket ticket, const LateReply& late,
+                         TextBuffer out);
+
+/// Nobody waits for the reply any more.
+void forget_answer(const Service& service, Ticket ticket);
+
+/// Writes the failure reply with that reason (GBK) in the same way. Returns its length.
 std::size_t answer_failure(const char* reason, TextBuffer out);

@@ -184,12 +184,19 @@ int main(int argc, const char** argv) {
   log_user("Server Initializing \n");
   Service service{libmanager, xtjg};
   const lws_context_creation_info info = context_settings(argc, argv, service);
-  const UniqueContext context(create_context(info));
+  UniqueContext context(create_context(info));
   if (!context) return 1;
   guard_page_files(context.get());
+  if (!watch_late_replies(context.get(), service)) {
+    log_error("Server init failed\n");
+    log_error("no descriptor is left to watch the isolated libraries with; raise the limit\n");
+    return 1;
+  }
   log_user("Server started \n");
   log_listening_line();
   log_user("Server RUNNING .\n");
   serve(context.get());
+  context.reset();
+  libmanager.end_isolated();
   return 0;
 }

@@ -1,12 +1,13 @@
 #include "server/request_channel.h"
 
+#include <fcntl.h>
 #include <poll.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
+#include <unordered_map>
 
-#include "server/answer.h"
+#include "libs/lib_manager.h"
 #include "server/pending_table.h"
 #include "server/startup.h"
 #include "util/log/log.h"
@@ -31,16 +32,38 @@ void log_peer(lws* wsi) {
   log_admitted(LogLevel::kUser, kLine, peer, static_cast<int>(lws_http_client_http_response(wsi)));
 }
 
+/// The connections that wait for a reply, by the ticket under which it comes.
+std::unordered_map<Ticket, lws*> waiting;
+
 const Service& service_of(lws* wsi) {
   return *static_cast<const Service*>(lws_context_user(lws_get_context(wsi)));
 }
 
 /// Sets the connection's reply to the complete message.
 void answer(lws* wsi, per_conn_data& conn, const Message& message) {
-  const std::size_t length = message.text != nullptr
-                                 ? answer_message(service_of(wsi), message.text, conn.payload)
-                                 : answer_failure(message.refusal, conn.payload);
-  conn.payload_len = static_cast<std::int32_t>(length);
+  const Answer answer = message.text != nullptr
+                            ? answer_message(service_of(wsi), message.text, conn.payload)
+                            : Answer{answer_failure(message.refusal, conn.payload)};
+  conn.payload_len = static_cast<std::int32_t>(answer.length);
+  conn.awaited = answer.ticket;
+  if (answer.ticket != 0) waiting[answer.ticket] = wsi;
+}
+
+/// Sets the reply that has come under the ticket, unless its connection has gone.
+void on_late_reply(const Service& service, Ticket ticket, const LateReply& late) {
+  const auto it = waiting.find(ticket);
+  if (it == waiting.end()) return;
+  lws* wsi = it->second;
+  waiting.erase(it);
+  auto& conn = *static_cast<per_conn_data*>(lws_wsi_user(wsi));
+  conn.awaited = 0;
+  conn.payload_len = static_cast<std::int32_t>(answer_later(service, ticket, late, conn.payload));
+  lws_callback_on_writable(wsi);
+}
+
+void on_closed(lws* wsi, per_conn_data& conn) {
+  abandon_message(conn.assembly, lws_get_socket_fd(wsi));
+  if (waiting.erase(conn.awaited) != 0) forget_answer(service_of(wsi), conn.awaited);
 }
 
 void on_receive(lws* wsi, per_conn_data& conn, std::string_view chunk) {
@@ -115,7 +138,7 @@ int callback_minimal_broker(lws* wsi, lws_callback_reasons reason, void* user, v
       on_writeable(wsi, *conn);
       break;
     case LWS_CALLBACK_CLOSED:
-      abandon_message(conn->assembly, lws_get_socket_fd(wsi));
+      on_closed(wsi, *conn);
       break;
     case LWS_CALLBACK_FILTER_NETWORK_CONNECTION:
       if (connection_may_have(static_cast<lws_filter_network_conn_args*>(user)->accept_fd)) break;
@@ -137,12 +160,29 @@ int callback_minimal_broker(lws* wsi, lws_callback_reasons reason, void* user, v
     case LWS_CALLBACK_WS_SERVER_BIND_PROTOCOL:
       lws_rx_flow_control(wsi, 1);
       break;
+    case LWS_CALLBACK_RAW_RX_FILE:
+      service_of(wsi).registry.handle_events();
+      return 0;
     case LWS_CALLBACK_PROTOCOL_DESTROY:
       return 0;
     default:
       break;
   }
   return lws_callback_http_dummy(wsi, reason, user, in, len);
+}
+
+bool watch_late_replies(lws_context* context, Service& service) {
+  service.registry.set_late_reply_handler(
+      [&service](Ticket ticket, const LateReply& late) { on_late_reply(service, ticket, late); });
+  const int events = service.registry.event_descriptor();
+  if (events < 0) return true;
+  // libwebsockets closes what it is given.
+  lws_sock_file_fd_type descriptor{};
+  descriptor.filefd = fcntl(events, F_DUPFD_CLOEXEC, 0);
+  lws_vhost* vhost = lws_get_vhost_by_name(context, "default");
+  return descriptor.filefd >= 0 && vhost != nullptr &&
+         lws_adopt_descriptor_vhost(vhost, LWS_ADOPT_RAW_FILE_DESC, descriptor, protocols[0].name,
+                                    nullptr) != nullptr;
 }
 
 const lws_protocols protocols[] = {

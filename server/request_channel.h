@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "server/answer.h"
 #include "server/message_assembly.h"
 
 /// What the channel keeps for one connection; libwebsockets allocates it zero-filled and frees it.
@@ -15,11 +16,17 @@ struct per_conn_data {
   char binary;  ///< the last frame was a binary one
   char final;   ///< the last chunk completed its message
   MessageAssembly assembly;
+  Ticket awaited;  ///< not 0: the reply to the last message comes later
 };
 
 /// The protocols that the context serves: "ws" alone, which therefore takes the port's HTTP
 /// callbacks too. The context's user pointer leads to the Service that answers.
 extern const lws_protocols protocols[];
+
+/// Lets the channel send the replies that come later, and watch the registry's events in the
+/// context of `service`. Once, after the context has been created. False when libwebsockets can't
+/// watch them.
+bool watch_late_replies(lws_context* context, Service& service);
 
 /// Protocol callback of the request channel: collects the chunks of each message, answers every
 /// complete message with exactly one UTF-8 text message, and holds each connection to one message

@@ -37,6 +37,11 @@ bool Jdispatcher::dispatch(char* out, std::size_t size) {
   return own != nullptr ? (this->*own)({out, size}) : forward({out, size});
 }
 
+Library::Later Jdispatcher::dispatch_later(Ticket ticket, std::size_t size) {
+  if (is_own_function(fid)) return Library::Later::kNever;
+  return mgr->call_later(ticket, fid, command, size);
+}
+
 Jdispatcher::Handler Jdispatcher::own_function(std::string_view name) {
   static constexpr struct {
     std::string_view name;
@@ -52,8 +57,7 @@ bool Jdispatcher::is_own_function(std::string_view name) { return own_function(n
 bool Jdispatcher::forward(TextBuffer out) {
   const int result = mgr->call_cmd(bytes(fid), bytes(command),
                                    reinterpret_cast<unsigned char*>(out.data), out.size);
-  // A reply that has no room for its "fid" goes out as the library wrote it.
-  if (const auto completed = with_fid(out.data, fid)) copy_text(out, *completed);
+  complete_fid(out, fid);
   return result != 0;
 }
 

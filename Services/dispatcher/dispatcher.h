@@ -5,6 +5,7 @@
 
 #include "Services/dispatcher/command.h"
 #include "Services/dispatcher/settings.h"
+#include "libs/library.h"
 #include "util/json/failure_reply.h"
 #include "util/text/text_buffer.h"
 
@@ -26,6 +27,10 @@ class Jdispatcher {
   /// Takes the function name out of the request and builds the command text (see make_command). On
   /// failure writes the failure reply to `out` of `size` bytes, which is untouched otherwise.
   bool init(char* out, const char* platform, std::size_t size = kReplySize);
+
+  /// Hands the request to an isolated library, whose reply comes later under `ticket`: see Library.
+  /// kNever when the function is none of such a library; dispatch() has the answer then.
+  Library::Later dispatch_later(Ticket ticket, std::size_t size = kReplySize);
 
   /// Answers the request into `out` of `size` bytes. Returns whether the function succeeded; the
   /// reply is complete either way. Exceptions of a reader library pass through.

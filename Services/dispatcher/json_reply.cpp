@@ -20,6 +20,10 @@ std::optional<std::string> with_fid(std::string_view reply, std::string_view nam
   return json.ToString();
 }
 
+void complete_fid(TextBuffer out, std::string_view name) {
+  if (const auto completed = with_fid(out.data, name)) copy_text(out, *completed);
+}
+
 void write_reply(TextBuffer out, const neb::CJsonObject& json) {
   if (!copy_text(out, json.ToString())) write_failure(out, messages::kUnusableReply);
 }

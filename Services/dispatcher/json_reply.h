@@ -19,5 +19,9 @@ void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value
 /// reply is to stay as it is: it has such a member, or holds "fid" in quotation marks anywhere.
 std::optional<std::string> with_fid(std::string_view reply, std::string_view name);
 
+/// Replaces the library's reply in `out` by what with_fid makes of it. One that has no room for its
+/// "fid" stays as the library wrote it.
+void complete_fid(TextBuffer out, std::string_view name);
+
 /// Writes the document as the reply to `out`; a failure reply when it does not fit.
 void write_reply(TextBuffer out, const neb::CJsonObject& json);

@@ -1,11 +1,14 @@
 // Sends mixed traffic to a service of its own for minutes and checks every reply; then tells
-// whether the service has grown. Usage: quorvel_soak MINUTES STAGE, where STAGE is the directory in
-// which the service is installed. Ends with 0 only if nothing was wrong.
+// whether the service has grown. Usage: quorvel_soak MINUTES STAGE READER, where STAGE is the
+// directory in which the service is installed, and READER the library that it is to isolate. Ends
+// with 0 only if nothing was wrong.
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -22,7 +25,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr unsigned kThreads = 4;
 constexpr std::chrono::seconds kWarmUp(30);
-constexpr std::chrono::seconds kSettleTime(1);
+constexpr std::chrono::seconds kSettleTime(2);  // a helper that was killed has been replaced
+constexpr std::chrono::seconds kBetweenKills(1);
 constexpr std::size_t kAllowedGrowth = 262144;  // bytes: the spread of an allocator's habits
 constexpr std::size_t kPendingEntries = 100;
 constexpr std::size_t kLongestPiece = 143359;  // bytes that an entry takes
@@ -33,9 +37,16 @@ struct Footprint {
   std::size_t resident;
 };
 
+/// Kills what the service has started: the helper of the isolated library.
+void kill_helpers(const ChildProcess& service) {
+  const std::string process = std::to_string(service.pid());
+  std::ifstream list("/proc/" + process + "/task/" + process + "/children");
+  for (pid_t helper = 0; list >> helper;) kill(helper, SIGKILL);
+}
+
 /// Lets all threads send traffic until the time is over.
 void soak(const SoakTarget& target, SoakCounts& counts, std::chrono::seconds duration,
-          unsigned first_number) {
+          unsigned first_number, const ChildProcess& service) {
   const auto deadline = Clock::now() + duration;
   std::vector<std::thread> threads;
   for (unsigned index = 0; index < kThreads; ++index) {
@@ -44,6 +55,10 @@ void soak(const SoakTarget& target, SoakCounts& counts, std::chrono::seconds dur
         return Clock::now() < deadline;
       });
     });
+  }
+  while (Clock::now() + kBetweenKills < deadline) {
+    std::this_thread::sleep_for(kBetweenKills);
+    kill_helpers(service);
   }
   for (std::thread& thread : threads) thread.join();
 }
@@ -73,13 +88,14 @@ Footprint footprint(const ChildProcess& service) {
   return {descriptors, service.resident_bytes()};
 }
 
-SoakTarget start(const ServiceFolder& folder, const std::vector<std::uint16_t>& reachable,
+SoakTarget start(const ServiceFolder& folder, const std::string& reader,
+                 const std::vector<std::uint16_t>& reachable,
                  std::optional<DaemonProcess>& daemon) {
   SoakTarget target;
   target.port = free_port();
   target.reachable = reachable;
   target.page = read_file(folder.path() / "mount-origin/index.html");
-  folder.write_service_ini({"libquorveldemo.so"}, target.port);
+  folder.write_service_ini({"libquorveldemo.so", reader}, target.port, "[ISOLATED]\nlib2=10\n");
   daemon.emplace(folder);
   daemon->wait_until_listening(target.port);
   WsClient client(target.port);
@@ -107,18 +123,18 @@ bool report(const SoakCounts& counts, const Footprint& begin, const Footprint& e
          end.descriptors <= begin.descriptors && end.resident <= begin.resident + kAllowedGrowth;
 }
 
-bool run(std::chrono::minutes duration, const char* stage) {
+bool run(std::chrono::minutes duration, const char* stage, const char* reader) {
   const ProbeTarget one;
   const ProbeTarget two;
   const ServiceFolder folder(stage);
   std::optional<DaemonProcess> daemon;
-  const SoakTarget target = start(folder, {one.port(), two.port()}, daemon);
+  const SoakTarget target = start(folder, reader, {one.port(), two.port()}, daemon);
   const ChildProcess& service = daemon->process();
   fill_pending_table(target.port);
   SoakCounts counts;
-  soak(target, counts, kWarmUp, 1);
+  soak(target, counts, kWarmUp, 1, service);
   const Footprint begin = footprint(service);
-  soak(target, counts, duration, 1 + kThreads);
+  soak(target, counts, duration, 1 + kThreads, service);
   const Footprint end = footprint(service);
   return report(counts, begin, end, daemon->stop());
 }
@@ -126,13 +142,13 @@ bool run(std::chrono::minutes duration, const char* stage) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long minutes = argc == 3 ? std::strtol(argv[1], nullptr, 10) : 0;
+  const long minutes = argc == 4 ? std::strtol(argv[1], nullptr, 10) : 0;
   if (minutes <= 0) {
-    std::fputs("usage: quorvel_soak MINUTES STAGE\n", stderr);
+    std::fputs("usage: quorvel_soak MINUTES STAGE READER\n", stderr);
     return 2;
   }
   try {
-    const bool right = run(std::chrono::minutes(minutes), argv[2]);
+    const bool right = run(std::chrono::minutes(minutes), argv[2], argv[3]);
     std::puts(right ? "nothing wrong" : "SOMETHING IS WRONG");
     return right ? 0 : 1;
   } catch (const std::exception& error) {

@@ -61,11 +61,12 @@ void Traffic::run(const std::function<bool()>& go_on) {
 
 void Traffic::turn(std::vector<Client>& clients) {
   constexpr Send kSends[] = {
-      &Traffic::send_whole,     &Traffic::send_whole,        &Traffic::send_fragments,
-      &Traffic::send_fragments, &Traffic::send_binary,       &Traffic::send_pipelined,
-      &Traffic::send_large,     &Traffic::send_too_long,     &Traffic::send_card,
-      &Traffic::send_card,      &Traffic::send_unrecognised, &Traffic::read_settings,
-      &Traffic::store_settings, &Traffic::store_unreachable};
+      &Traffic::send_whole,        &Traffic::send_whole,    &Traffic::send_fragments,
+      &Traffic::send_fragments,    &Traffic::send_binary,   &Traffic::send_pipelined,
+      &Traffic::send_large,        &Traffic::send_too_long, &Traffic::send_card,
+      &Traffic::send_isolated,     &Traffic::send_card,     &Traffic::send_isolated,
+      &Traffic::send_unrecognised, &Traffic::read_settings, &Traffic::store_settings,
+      &Traffic::store_unreachable};
   constexpr Disturb kDisturbances[] = {&Traffic::fetch_page, &Traffic::fetch_nothing,
                                        &Traffic::connect_and_close, &Traffic::vanish_in_message,
                                        &Traffic::speak_nonsense};
@@ -93,7 +94,7 @@ void Traffic::check(const std::string& reply, const std::vector<std::string>& ri
 
 std::string Traffic::unique_request(Client& client, std::size_t size) {
   const std::string fid = "Soak-" + std::to_string(thread_number) + "-" + std::to_string(++serial);
-  client.due.push_back({failure(messages::kNotSupported, fid)});
+  client.due.push_back({failure(utf8(messages::kNotSupported), fid)});
   const std::string start = R"({"fid":")" + fid + R"(","pad":")";
   return start + std::string(size > start.size() + 2 ? size - start.size() - 2 : 0, 'x') + "\"}";
 }
@@ -126,7 +127,7 @@ void Traffic::send_pipelined(Client& client) {
 }
 
 void Traffic::send_too_long(Client& client) {
-  client.due.push_back({failure(messages::kMessageTooLong)});
+  client.due.push_back({failure(utf8(messages::kMessageTooLong))});
   client.connection.send(std::string(kTooLong, '{'));
 }
 
@@ -135,8 +136,18 @@ void Traffic::send_card(Client& client) {
   client.connection.send(kCardRequest);
 }
 
+/// Of the isolated library, whose helper is killed now and then.
+void Traffic::send_isolated(Client& client) {
+  const std::string fid = "example.serial";
+  client.due.push_back(
+      {R"({"result":"true","fid":"example.serial","maker":"示例读卡器","serial":"0001"})",
+       failure(utf8(messages::kLibraryCrashed), fid),
+       failure(utf8(messages::kLibraryUnavailable), fid)});
+  client.connection.send(R"({"fid":"example.serial"})");
+}
+
 void Traffic::send_unrecognised(Client& client) {
-  client.due.push_back({failure(messages::kUnrecognised)});
+  client.due.push_back({failure(utf8(messages::kUnrecognised))});
   client.connection.send(pick(2) == 0 ? "" : "unknown");
 }
 

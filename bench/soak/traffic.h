@@ -59,6 +59,7 @@ class Traffic {
   void send_large(Client& client);
   void send_too_long(Client& client);
   void send_card(Client& client);
+  void send_isolated(Client& client);
   void send_unrecognised(Client& client);
   void read_settings(Client& client);
   void store_settings(Client& client);

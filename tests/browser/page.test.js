@@ -1,5 +1,4 @@
 // The status and test page and quorvel.js in a real browser, against the installed service.
-// QUORVEL_SCREENSHOT=FILE.png writes the picture for the README as well.
 
 import assert from 'node:assert/strict';
 import {once} from 'node:events';
@@ -7,39 +6,16 @@ import fs from 'node:fs';
 import https from 'node:https';
 import net from 'node:net';
 import {after, before, describe, it} from 'node:test';
-import {chromium} from 'playwright-core';
 import {freePort, makeCertificate, Service} from '../client/service.js';
+import {connected, expectText, launch, openPage, send} from './chromium.js';
 
-// Reasons of util/messages.h that reach the log and no client.
+// Texts of util/text/messages.h.in that reach the log and no client.
 const LOGGED_ONLY = new Set(['kInitFailed', 'kNotInitialised', 'kNoLibraryName', 'kAlreadyLoaded', 'kCannotLoad',
-                             'kMissingEntryPoint', 'kLibraryInitFailed', 'kPathTooLong']);
-
-const FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-               '--disable-background-networking', '--disable-component-update', '--disable-sync'];
-const launch = (...flags) => chromium.launch({executablePath: '/usr/bin/chromium', args: [...FLAGS, ...flags]});
-
-/** Opens `url`; `complaints` collects what the page throws or writes as an error. */
-async function openPage(where, url, options = {}) {
-  const page = await where.newPage({ignoreHTTPSErrors: true, locale: 'en-US', ...options});
-  const complaints = [];
-  page.on('pageerror', (error) => complaints.push(error.message));
-  page.on('console', (message) => message.type() === 'error' && complaints.push(message.text()));
-  await page.goto(url);
-  return {page, complaints};
-}
+                             'kMissingEntryPoint', 'kUnrecognisedLine', 'kLibraryInitFailed', 'kPathTooLong']);
 
 let browser;
 before(async () => { browser = await launch(); });
 after(() => browser.close());
-
-const connected = (page) => page.waitForSelector('#connection[data-state=open]');
-const expectText = (page, selector, wanted) => page.waitForFunction(
-  ([place, part]) => document.querySelector(place).textContent.includes(part), [selector, wanted]);
-
-async function send(page, request) {
-  await page.fill('#request-text', request);
-  await page.press('#request-text', 'Control+Enter');
-}
 
 for (const tls of [false, true]) {
   describe(`over ${tls ? 'https' : 'http'}`, () => {
@@ -75,7 +51,7 @@ for (const tls of [false, true]) {
     });
 
     it('explains every reason that the service gives, and so does the protocol\'s description', async () => {
-      const source = fs.readFileSync(new URL('../../util/messages.h', import.meta.url), 'utf8');
+      const source = fs.readFileSync(new URL('../../util/text/messages.h.in', import.meta.url), 'utf8');
       const reasons = [...source.matchAll(/ (k\w+)\[\] = "(.*)";/g)].filter(([, name]) => !LOGGED_ONLY.has(name));
       assert.ok(reasons.length > 10);
       const description = fs.readFileSync(new URL('../../docs/protocol.md', import.meta.url), 'utf8');
@@ -89,11 +65,13 @@ for (const tls of [false, true]) {
       }
     });
 
-    it('cancels a request that takes long', async () => {
-      await send(page, '{"fid":"readcardbas","data":{"person":"slow"}}');
-      await page.click('#cancel');
-      await expectText(page, '#outcome', 'Cancelled');
-      await page.waitForSelector('#cancel', {state: 'hidden'});
+    it('cancels a request that takes long, by the button and by the keyboard', async () => {
+      for (const cancel of [() => page.click('#cancel'), () => page.click('#cancel-read'), () => page.keyboard.press('Escape')]) {
+        await send(page, '{"fid":"readcardbas","data":{"person":"slow"}}');
+        await cancel();
+        await expectText(page, '#outcome', 'Cancelled');
+        await page.waitForSelector('#cancel', {state: 'hidden'});
+      }
     });
 
     it('answers 20 requests at once on each of two sockets, in order', async () => {
@@ -121,7 +99,12 @@ for (const tls of [false, true]) {
       await expectText(page, '#stored', '192.168.100.100:47392');
       await change('127.0.0.256', 70000);
       await expectText(page, '#ip-error', 'IPv4 address');
-      await expectText(page, '#port-error', '1 to 65535');
+      for (const port of ['70000', '0x50', '1e3', '0', '']) {
+        await change('127.0.0.1', port);
+        await expectText(page, '#port-error', '1 to 65535');
+        await change('127.0.0.256', 80);
+        await expectText(page, '#port-error', '');
+      }
       await change('127.0.0.1', await freePort());
       await expectText(page, '#settings-outcome', 'of 127.0.0.1 cannot be reached');
       await expectText(page, '#settings-outcome', 'has not changed');
@@ -137,7 +120,7 @@ for (const tls of [false, true]) {
       await page.waitForSelector('#help');
       await expectText(page, '#state-detail', 'next attempt in');
       await page.click('#read-card');
-      await expectText(page, '#outcome', 'The service does not answer');
+      await expectText(page, '#outcome', 'service is not running');
       await service.start();
       await connected(page);
       await page.waitForSelector('#help', {state: 'hidden'});
@@ -192,16 +175,3 @@ describe('from a page of another site', () => {
   }
 });
 
-it('writes the picture for the README', {skip: !process.env.QUORVEL_SCREENSHOT}, async () => {
-  const service = await Service.started({port: 47392});
-  const {page} = await openPage(browser, service.page, {viewport: {width: 1200, height: 800}});
-  await connected(page);
-  await send(page, '{"fid":"readcardbas","data":{"person":"nocard"}}');
-  await expectText(page, '#outcome', '未检测到卡片');
-  await page.getByRole('button', {name: 'Read basic data'}).click();
-  await page.click('#read-card');
-  await expectText(page, '#members', '张三');
-  await page.mouse.move(0, 0);
-  await page.screenshot({path: process.env.QUORVEL_SCREENSHOT, fullPage: true});
-  await service.remove();
-});

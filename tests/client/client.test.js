@@ -3,7 +3,9 @@
 
 import assert from 'node:assert/strict';
 import {once} from 'node:events';
+import net from 'node:net';
 import {after, before, describe, it} from 'node:test';
+import {setTimeout as sleep} from 'node:timers/promises';
 import {WebSocket, WebSocketServer} from 'ws';
 import {Quorvel} from '../../client/quorvel.js';
 import {freePort, Service} from './service.js';
@@ -55,6 +57,40 @@ describe('with the installed service', () => {
     assert.deepEqual(JSON.parse(await q.request('readcardbas')), await q.call(...read('zhangsan')));
   }));
 
+  it('tells how far a call has come', () => withClient(service.url, async (q) => {
+    const seen = [];
+    await Promise.all([
+      q.call(...read('slow')),
+      q.call(...read('lisi'), {onProgress: (progress) => { seen.push(progress); }}),
+    ]);
+    assert.deepEqual(seen.at(0), {sent: false, ahead: 1, seconds: 0});
+    assert.ok(seen.some(({sent, ahead, seconds}) => !sent && ahead === 1 && seconds >= 2), JSON.stringify(seen));
+    assert.deepEqual({...seen.at(-1), seconds: 3}, {sent: true, ahead: 0, seconds: 3});
+  }));
+
+  it('waits for a card, not while the page is hidden, and until it is aborted', () => withClient(service.url, async (q) => {
+    const page = globalThis.document = Object.assign(new EventTarget(), {hidden: true, documentElement: {lang: ''}});
+    try {
+      const wait = (person, options) =>
+        q.waitFor('cardpresent', undefined, {members: {data: {person}}, interval: 20, ...options});
+      let polls = 0;
+      const stop = new AbortController();
+      const onProgress = ({sent}) => { polls += sent; };
+      const waiting = assert.rejects(wait('nocard', {signal: stop.signal, onProgress}), {kind: 'aborted'});
+      await sleep(100);
+      assert.equal(polls, 0);
+      page.hidden = false;
+      page.dispatchEvent(new Event('visibilitychange'));
+      while (polls < 3) await sleep(10);
+      stop.abort();
+      await waiting;
+      assert.equal((await wait('lisi')).data.present, 'true');
+      await assert.rejects(wait('noreader'), {kind: 'failure'});
+    } finally {
+      delete globalThis.document;
+    }
+  }));
+
   it('keeps late replies of ended calls from the next call', () => withClient(service.url, async (q) => {
     const timedOut = assert.rejects(q.call(...read('brief'), {timeout: 100}), {kind: 'timeout', sent: true});
     assert.equal((await q.call(...read('lisi'))).data.name, '李四');
@@ -80,6 +116,14 @@ describe('with the installed service', () => {
     assert.equal((await q.call('getconfig')).result, 'true');
     assert.equal(q.error, null);
   }));
+});
+
+it('refuses an address that no WebSocket can have, and names it', () => {
+  for (const url of ['http://127.0.0.1', '127.0.0.1:47392', '', 'ws://127.0.0.1/#a', 5]) {
+    assert.throws(() => new Quorvel({url, WebSocket}), {name: 'TypeError', message: new RegExp(`url.*: ${url}$`)});
+  }
+  assert.equal(new Quorvel({WebSocket}).url, 'ws://127.0.0.1:47392/');
+  assert.equal(new Quorvel({WebSocket, tls: true}).url, 'wss://127.0.0.1:47392/');
 });
 
 describe('with a scripted service', () => {
@@ -132,7 +176,34 @@ describe('with a scripted service', () => {
   it('tells replies that break the rules', () =>
     script({text: saying('错误类型'), none: saying('{"fid":"none"}'), bool: saying('{"result":true}')}, async (q) => {
       await assert.rejects(q.call('text'), {kind: 'badreply', text: '错误类型'});
-      await assert.rejects(q.call('none'), {kind: 'failure', reply: {fid: 'none'}});
-      await assert.rejects(q.call('bool'), {kind: 'failure'});
+      await assert.rejects(q.call('none'), {kind: 'protocol', reply: {fid: 'none'}});
+      await assert.rejects(q.call('bool'), {kind: 'protocol', reply: {result: true}});
     }));
+
+  it('rejects what can\'t be sent and goes on', () => script({good: saying('{"result":"true"}')}, async (q) => {
+    for (const wrong of [{fid: 'x'}, undefined, new Uint8Array(8)]) await assert.rejects(q.request(wrong), TypeError);
+    await assert.rejects(q.call('x', {n: 1n}), TypeError);
+    assert.equal((await q.call('good')).result, 'true');
+    assert.deepEqual(heard, ['good']);
+  }));
+
+  it('speaks the language it is told', async () => {
+    for (const [lang, message] of [['zh-CN', /毫秒内没有应答$/], ['en', /^No reply within/], [undefined, /^No reply/]]) {
+      await script({}, async (q) => {
+        await q.connect();
+        await assert.rejects(q.call('silent', {}, {timeout: 20}), {kind: 'timeout', message});
+      }, {lang});
+    }
+  });
+
+  it('ends a connect() that takes too long, and one that is aborted', () => script({}, async (q) => {
+    const deaf = net.createServer().listen(0, '127.0.0.1');
+    await once(deaf, 'listening');
+    await withClient(`ws://127.0.0.1:${deaf.address().port}`, async (other) => {
+      await assert.rejects(other.connect({timeout: 50}), {kind: 'timeout', sent: false});
+      await assert.rejects(other.connect({signal: AbortSignal.timeout(50)}), {kind: 'aborted'});
+    });
+    deaf.close();
+    await q.connect({timeout: 5000});
+  }));
 });

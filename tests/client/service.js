@@ -70,9 +70,19 @@ export class Service {
 
   async stop() {
     if (!this.pid) return;
+    this.hang(false);
     process.kill(this.pid, 'SIGINT');
     await until('the service ends', () => !runs(this.pid, this.file('bin/quorvelserver')));
     this.pid = undefined;
+  }
+
+  /** Stops the process where it is, its connections open, or lets it go on. */
+  hang(yes) { process.kill(this.pid, yes ? 'SIGSTOP' : 'SIGCONT'); }
+
+  /** Puts the card of that section of the card file on the demo reader; '' takes it away. */
+  replaceCard(section) {
+    const file = this.file('bin/demo_cards.ini');
+    fs.writeFileSync(file, fs.readFileSync(file, 'latin1').replace(/^card=.*/m, `card=${section}`), 'latin1');
   }
 
   async remove() {

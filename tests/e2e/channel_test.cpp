@@ -115,28 +115,6 @@ TEST_F(ChannelTest, MessageTooLongGetsOneRefusalAndTheConnectionGoesOn) {
                   {echo_request(1), echo_reply(1)}});
 }
 
-TEST_F(ChannelTest, BrokenProtocolHarmsNobodyElse) {
-  start();
-  WsClient witness = connect();
-  const std::string h2c =
-      "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade, HTTP2-Settings\r\n"
-      "Upgrade: h2c\r\nHTTP2-Settings: AAMAAABkAAQAAP__\r\n\r\n";
-  for (const std::string& bytes :
-       {h2c, "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n"s, std::string(70000, 'x')}) {
-    const TcpSocket socket = TcpSocket::connect(port);
-    socket.send(bytes);
-    EXPECT_EQ(echo_reply(1), witness.ask(echo_request(1))) << bytes.substr(0, 40);
-  }
-  // Unmasked, with reserved bits, of a reserved kind, a continuation of nothing, cut short.
-  for (const std::string& frame :
-       {"\x81\x02{}"s, masked_frame(0xF1, "{}"), masked_frame(0x83, "{}"), masked_frame(0x80, "{}"),
-        masked_frame(kFinalText, "{}").substr(0, 3)}) {
-    WsClient client = connect();
-    client.send_raw(frame);
-    EXPECT_EQ(echo_reply(1), witness.ask(echo_request(1))) << testing::PrintToString(frame);
-  }
-}
-
 TEST_F(ChannelTest, InterruptUnderLoadEndsTheServiceWithStatusZero) {
   start();
   std::vector<WsClient> clients;

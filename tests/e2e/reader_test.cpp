@@ -9,11 +9,9 @@ using ReaderTest = ServiceTest;
 
 TEST_F(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
   start();
-  const std::string no_function = R"({"result":"false","errmsg":"未传入服务名！"})";
-  const std::string unrecognised = R"({"result":"false","errmsg":"错误信息:无法识别的指令"})";
-  const auto unsupported = [](const std::string& name) {
-    return R"({"result":"false","errmsg":"不支持该功能.","fid":")" + name + "\"}";
-  };
+  const std::string no_function = failure("未传入服务名！");
+  const std::string unrecognised = failure("错误信息:无法识别的指令");
+  const auto unsupported = [](const std::string& name) { return failure("不支持该功能.", name); };
   const std::string canned =
       R"({"result":"true","fid":"readcardbas","reader":"functions","command":)"
       R"({"data":{"itype":3,"bae140":"3"},)" +
@@ -36,6 +34,7 @@ TEST_F(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
       {R"({"fid":"empty"})", R"({"fid":"empty"})"},
       {R"({"fid":"array"})", "[1,2]"},
       {R"({"fid":"capital"})", R"({"FID":7})"},
+      {R"({"fid":"capitaltext"})", R"({"FID" : "x"})"},
       {R"({"fid":"nosuch"})", unsupported("nosuch")},
       {R"({"fid":"Config"})", unsupported("Config")},
       {R"({"fid":")" + std::string(99, 'z') + "\"}", unsupported(std::string(99, 'z'))},
@@ -59,7 +58,7 @@ TEST_F(ReaderTest, FunctionGoesToTheFirstReaderInPathOrderThatDeclaresIt) {
       {R"({"fid":"ec"})", R"({"result":"false","reader":"first","fid":"ec"})"},
       {R"({"fid":"odd"})", R"({"result":"false","reader":"odd_answer","fid":"odd"})"},
       {R"({"fid":"fff"})", R"({"result":"false","reader":"endless_answer","fid":"fff"})"},
-      {R"({"fid":"tail"})", R"({"result":"false","errmsg":"不支持该功能.","fid":"tail"})"},
+      {R"({"fid":"tail"})", failure("不支持该功能.", "tail")},
   });
 }
 
@@ -76,6 +75,7 @@ TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe
       {"getversion_fails", "没有读卡器"},
       {"init_fails", "初始化失败."},
       {"text", loader("text.so") + "file too short"},
+      {"unresolved", loader("unresolved.so") + "undefined symbol: no_such_function"},
       {"none", loader("none.so") + "cannot open shared object file: No such file or directory"},
   };
   write_file(bin + "text.so", "text");
@@ -85,10 +85,10 @@ TEST_F(ReaderTest, ReaderThatCannotBeLoadedIsNamedWithTheReasonAndTheOthersServe
 
   std::vector<std::string> errors = {
       bin + "functions.so loaded!  ",
-      R"({"result":"false","errmsg":"错误类型：St13runtime_error 错误信息 ：卡\"1\"\n "})"};
+      failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )")};
   for (const auto& [reader, reason] : refused) {
-    std::string error = R"({"result":"false","errmsg":"初始化)";
-    errors.push_back(error.append(bin).append(reader).append(".so失败 ").append(reason) + " \"}");
+    std::string error = "初始化" + bin + reader;
+    errors.push_back(failure(error.append(".so失败 ").append(reason) + " "));
   }
   for (const std::string& error : errors) {
     EXPECT_TRUE(said("\n?error  = " + error + "?\n")) << error << "\n" << daemon->output();
@@ -102,6 +102,7 @@ TEST_F(ReaderTest, BrokenReplyOrExceptionCostsOneFailureReply) {
   const auto too_long = [](const std::string& name) {
     return failure(utf8(messages::kReplyTooLong), name);
   };
+  const std::string exception = R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )";
   expect_replies({
       {R"({"fid":"longest"})", R"({"fid":")" + std::string(1013, 'x') + "\"}"},
       {R"({"fid":"noroom"})", R"({"r":")" + std::string(1015, 'x') + "\"}"},
@@ -109,14 +110,20 @@ TEST_F(ReaderTest, BrokenReplyOrExceptionCostsOneFailureReply) {
       {R"({"fid":"overrun"})", too_long("overrun")},
       {R"({"fid":"halfchar"})", "{\"fid\":\"half\uFFFD\"}"},
       {R"({"fid":"nogbk"})", "\uFFFD\"fid\""},
-      {R"({"fid":"throwtext"})", failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )")},
+      {R"({"fid":"throwtext"})", failure(exception)},
       {R"({"fid":"thrownumber"})", failure("错误类型：i 错误信息 ： ")},
       {echo_request(1), echo_reply(1)},
   });
   EXPECT_TRUE(said("functions.so: the reply to \"overrun\"")) << daemon->errors();
+  EXPECT_NE(daemon->output().find(gbk(failure(exception))), std::string::npos);
 }
 
-TEST_F(ReaderTest, ExceptionInTheCannedRequestIsAnsweredInPlainText) {
+TEST_F(ReaderTest, CannedRequestHasTwiceTheRoomAndGetsAnExceptionAsPlainText) {
+  start({"canned"});
+  expect_replies(
+      {{"readcardbas", R"({"fid":")" + std::string(2037, 'x') + "\"}"},
+       {R"({"fid":"readcardbas"})", failure(utf8(messages::kReplyTooLong), "readcardbas")}});
+  TearDown();
   start({"throwing"});
   expect_replies({{"readcardbas", "错误类型：St13runtime_error 错误信息 ：卡\"1\"\n "}});
 }

@@ -8,6 +8,7 @@
 
 #include "tests/support/checked.h"
 #include "tests/support/service_test.h"
+#include "tests/support/ws_socket.h"
 
 namespace fs = std::filesystem;
 
@@ -38,6 +39,19 @@ TEST_F(StartTest, PageIsServedAndTheStartIsReported) {
   EXPECT_TRUE(fs::exists(folder.path() / "hostname.txt"));
   EXPECT_TRUE(said("Starting Orvex WebSocket Server Version 3.5.0.01 of Brennic\n"));
   EXPECT_TRUE(said("localhost port:" + std::to_string(port) + " for protocols ws .\n"));
+  ask("{}");
+  const std::string peer = "127.0.0.1, http response: 0";
+  EXPECT_TRUE(said("Connected client ip = "));
+  EXPECT_LT(daemon->errors().find(peer), daemon->errors().rfind(peer)) << "connecting and asking";
+  EXPECT_EQ(0, daemon->stop());
+  EXPECT_FALSE(said("uninit")) << "the process ends, and with it what the reader holds";
+}
+
+TEST_F(StartTest, StrictHostCheckRefusesWhatBrowsersSend) {
+  start({"functions"}, {"-h"});
+  EXPECT_THROW(connect(), WsFailure);
+  EXPECT_NO_THROW(WsSocket(port, "default:" + std::to_string(port)));
+  EXPECT_EQ(0, daemon->stop());
 }
 
 TEST_F(StartTest, LogLevelSelectsTheMessages) {
@@ -55,6 +69,28 @@ TEST_F(StartTest, LogLevelSelectsTheMessages) {
     EXPECT_EQ(row.errors, said("create daemon ok...")) << testing::PrintToString(row.arguments);
     EXPECT_EQ(row.progress, said("Server Initializing")) << testing::PrintToString(row.arguments);
     TearDown();
+  }
+}
+
+TEST_F(StartTest, ServiceIniIsReadWithinItsLimits) {
+  const fs::path bin = folder.path() / "bin";
+  for (const char* name : {"one.so", "reader", "last.so", "none.so"})
+    fs::copy(TEST_READERS "/functions.so", bin / name);
+  const std::string digits = std::to_string(port);
+  for (const size_t length : {9, 10}) {
+    write_file(bin / "quorvel_service.ini",
+               "[REGISTER]\nlib1=one.so\nlib2=reader\nlib3=/" + std::string(197, 'd') +
+                   ".so\nlib20=last.so\nlib21=none.so\n[SERVER]\nlocalport=" +
+                   std::string(length - digits.size(), '0') + digits + "\n");
+    daemon.emplace(folder);
+    daemon->wait_for_message(length == 9 ? "Server RUNNING ." : "Server init failed");
+    EXPECT_TRUE(said("loading begin =one.so\n") && said("loading begin =last.so\n"));
+    EXPECT_FALSE(said("loading begin =reader") || said("loading begin =none.so"));
+    EXPECT_TRUE(said("lib2=reader names no .so file") &&
+                said("\"lib21=none.so\": there is no such key"));
+    EXPECT_TRUE(said("[REGISTER] lib3 is longer than 199 characters"));
+    EXPECT_EQ(length == 9, said("localhost port:" + digits)) << length;
+    EXPECT_EQ(length == 9 ? 0 : 1, length == 9 ? daemon->stop() : daemon->process().wait());
   }
 }
 
@@ -123,6 +159,7 @@ TEST_F(StartTest, WorkingDirectoryNameSelectsTheSharedMemorySegment) {
   shmid_ds segment{};
   ASSERT_EQ(0, shmctl(shmget(kVariantKey, 0, 0), IPC_STAT, &segment));
   EXPECT_EQ(4096U, segment.shm_segsz);
+  EXPECT_EQ(0666, segment.shm_perm.mode & 0777);
 }
 
 }  // namespace

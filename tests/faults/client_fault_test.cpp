@@ -37,7 +37,11 @@ TEST_F(ClientFaultTest, ConnectionsThatBreakOffLeaveNoMemoryAndNoDescriptor) {
     bool upgraded;
     std::string bytes;
   } faults[] = {
-      {"garbage", false, std::string(5000, '\x16')},
+      {"garbage", false, std::string(70000, '\x16')},
+      {"an upgrade to HTTP/2", false,
+       "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade, HTTP2-Settings\r\n"
+       "Upgrade: h2c\r\nHTTP2-Settings: AAMAAABkAAQAAP__\r\n\r\n"},
+      {"HTTP/2 at once", false, "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n"},
       {"half a handshake", false, "GET / HTTP/1.1\r\nUpgrade: websocket\r\n"},
       {"half a message", true, masked_frame(0x01, "{" + std::string(1000, 'x'))},
       {"half a frame", true, masked_frame(kWholeText, std::string(9000, 'x')).substr(0, 4500)},
@@ -45,6 +49,7 @@ TEST_F(ClientFaultTest, ConnectionsThatBreakOffLeaveNoMemoryAndNoDescriptor) {
       {"an unmasked frame", true, "\x81\x02{}"},
       {"a reserved bit", true, masked_frame(0xC1, "{}")},
       {"a reserved kind", true, masked_frame(0x83, "{}")},
+      {"a continuation of nothing", true, masked_frame(0x80, "{}")},
       {"a frame that claims to be huge", true, "\x81\xFF\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
       {"a request whose reply nobody awaits", true, masked_frame(kWholeText, echo_request(1))},
   };

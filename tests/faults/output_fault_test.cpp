@@ -124,7 +124,7 @@ TEST_F(OutputFaultTest, JournalGetsEachLineInUtf8AtItsPriority) {
   const UniqueFd journal(ends[1]);
   struct stat status {};
   checked(fstat(journal.get(), &status), "fstat");
-  service_ini_end = "[LOG]\ncharset=utf-8\nCharset=gbk\n";
+  sections = "[LOG]\ncharset=utf-8\nCharset=gbk\n";
   start_on(journal.get(),
            "export JOURNAL_STREAM=" + std::to_string(status.st_dev) + ":" +
                std::to_string(status.st_ino),

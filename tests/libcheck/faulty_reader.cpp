@@ -35,6 +35,7 @@ int32_t misbehave(std::string_view name, const char* command, char* reply) {
   if (name == "silent") return 1;
   if (name == "utf8") return answer(reply, R"({"result":"true","name":"读卡器"})");
   if (name == "halfchar") return answer(reply, "{\"result\":\"true\",\"name\":\"\x81\"}");
+  if (name == "beyond") return answer(reply, "{\"result\":\"true\",\"name\":\"\x82\x31\xeb\x39\"}");
   if (name == "broken") return answer(reply, R"({"result":"true","name":"a"b"})");
   if (name == "boolean") return answer(reply, R"({"result":true})");
   if (name == "mute") return answer(reply, R"({"result":"false","fid":"mute"})") - 1;

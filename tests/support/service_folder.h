@@ -21,8 +21,10 @@ class ServiceFolder {
   std::filesystem::path service_ini() const { return path() / "bin/quorvel_service.ini"; }
   std::filesystem::path server_ini() const { return path() / "bin/quorvel.ini"; }
 
-  /// Writes bin/quorvel_service.ini: lib1, lib2, ... in the given order, and the port.
-  void write_service_ini(const std::vector<std::string>& libraries, uint16_t port) const;
+  /// Writes bin/quorvel_service.ini: lib1, lib2, ... in the given order, the port, and further
+  /// sections as they stand.
+  void write_service_ini(const std::vector<std::string>& libraries, uint16_t port,
+                         const std::string& sections = {}) const;
 
   /// Makes the key and the self-signed certificate (for localhost and 127.0.0.1) that the service
   /// reads when it serves TLS. `key` are openssl's arguments for a new key. Returns the

@@ -31,8 +31,7 @@ void ServiceTest::start(const std::vector<std::string>& readers,
     if (!fs::exists(built)) continue;
     fs::copy(built, folder.path() / "bin" / files.back(), fs::copy_options::skip_existing);
   }
-  folder.write_service_ini(files, port);
-  write_file(folder.service_ini(), read_file(folder.service_ini()) + service_ini_end);
+  folder.write_service_ini(files, port, sections);
   daemon.emplace(folder, arguments, start_as);
   daemon->wait_until_listening(port);
   idle_descriptors = daemon->process().open_descriptors();

@@ -49,7 +49,7 @@ class ServiceTest : public testing::Test {
   const uint16_t port = free_port();
   std::string platform;  ///< the member that the service adds to every command
   WsOptions options;
-  std::string service_ini_end;  ///< what start() appends to the service INI file
+  std::string sections;  ///< further ones of the service INI file
   std::optional<DaemonProcess> daemon;
 
  private:

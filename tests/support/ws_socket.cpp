@@ -2,11 +2,11 @@
 
 #include <stdexcept>
 
-WsSocket::WsSocket(uint16_t port) : TcpSocket(connect(port)) {
-  send(
-      "GET / HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
-      "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Protocol: ws\r\n"
-      "Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n");
+WsSocket::WsSocket(uint16_t port, const std::string& host) : TcpSocket(connect(port)) {
+  send("GET / HTTP/1.1\r\nHost: " + host +
+       "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+       "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Protocol: ws\r\n"
+       "Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n");
   // The server sends nothing after its response until it is asked, so this reads no frame.
   std::string response;
   std::string some;

@@ -9,5 +9,5 @@ class WsSocket : public TcpSocket {
  public:
   /// Connects and upgrades with sub-protocol "ws". Throws std::system_error, or
   /// std::runtime_error when the server refuses.
-  explicit WsSocket(uint16_t port);
+  explicit WsSocket(uint16_t port, const std::string& host = "127.0.0.1");
 };

@@ -21,10 +21,6 @@ bool is_loaded(const std::string& path) {
   return handle != nullptr;
 }
 
-std::string failure_reply(const std::string& reason) {
-  return R"({"result":"false","errmsg":")" + reason + R"("})";
-}
-
 const std::string kFirst = TEST_READERS "/first.so";
 const std::string kSecond = TEST_READERS "/second.so";
 const std::string kInitFails = TEST_READERS "/init_fails.so";
@@ -52,11 +48,13 @@ TEST_F(LibManagerTest, RoutesToTheFirstPathThatDeclaresTheFunctionUntilItIsTaken
   EXPECT_EQ(call("Echo"), R"({"result":"true","fid":"echo","reader":"first","command":{}})");
   EXPECT_EQ(result, 1);
   EXPECT_TRUE(registry.dellib("no such path"));
+  testing::internal::CaptureStdout();
   EXPECT_TRUE(registry.dellib(kFirst.c_str()));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "uninit of first\n");
   EXPECT_FALSE(is_loaded(kFirst));
   EXPECT_NE(call("echo").find("second"), std::string::npos);
   registry.dellib(kSecond.c_str());
-  EXPECT_EQ(call("echo"), failure_reply(messages::kNotSupported));
+  EXPECT_EQ(call("echo"), failure(messages::kNotSupported));
   EXPECT_EQ(result, 0);
 }
 
@@ -69,7 +67,7 @@ TEST_F(LibManagerTest, LoadsEachPathOnce) {
 
 TEST_F(LibManagerTest, ClosesALibraryThatDoesNotStart) {
   EXPECT_FALSE(add(kInitFails));
-  EXPECT_EQ(errtext, failure_reply(gbk("初始化" + kInitFails + "失败 初始化失败. ")));
+  EXPECT_EQ(errtext, failure(gbk("初始化" + kInitFails + "失败 初始化失败. ")));
   EXPECT_FALSE(is_loaded(kInitFails));
 }
 
@@ -83,7 +81,7 @@ TEST_F(LibManagerTest, StartsOverFromTheServiceFile) {
 TEST_F(LibManagerTest, RefusesWhatIsMissing) {
   unsigned char reply[kReplySize] = {};
   EXPECT_EQ(registry.call_cmd(nullptr, bytes("{}"), reply), 0);
-  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure_reply(messages::kNotSupported));
+  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure(messages::kNotSupported));
   EXPECT_EQ(registry.call_cmd(bytes("echo"), bytes("{}"), nullptr), 0);
 }
 
@@ -92,7 +90,7 @@ TEST(FunlibTest, SaysWhatItLacks) {
   unsigned char reply[kReplySize] = {};
   Funlib library(kFirst.c_str());
   EXPECT_EQ(library.call_cmd(bytes("echo"), bytes("{}"), reply), 0);
-  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure_reply(messages::kNotInitialised));
+  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure(messages::kNotInitialised));
   EXPECT_TRUE(library.init(errtext));
   EXPECT_FALSE(library.init(errtext));
   EXPECT_EQ(errtext, kFirst + gbk("动态库已经加载过！"));

@@ -35,7 +35,7 @@ TEST_P(ServiceIniTest, TakesAPortOrSaysWhatIsWrong) {
 const Row kRows[] = {
     {GOOD, 47392, ""},
     {"; a\n\n[REGISTER]\r\nlib1=a.so\r\nlib20=b.so\r\n[LOG]\ncharset=gbk\n" GOOD, 47392, ""},
-    {"[SERVER]\nlocalport= 65535 ; as agreed\n", 65535, ""},
+    {"[SERVER]\nlocalport= 65535 ;\n", 65535, ""},
     {"[SERVER]\nlocalport =47392\n", 0,
      "line 2, \"localport =47392\": there is no such key: write"},
     {"[SERVER]\nlocalport =47392\n", 0, "names no port in line 2, \"localport =47392\": write"},
@@ -44,6 +44,8 @@ const Row kRows[] = {
     {"[SERVER]\nlocalport=0\n", 0, "localport=0"},
     {"[SERVER]\nlocalport=-1\n", 0, "localport=-1"},
     {"[SERVER]\nlocalport=80x\n", 0, "localport=80x"},
+    {GOOD "[ISOLATED]\nlib1=10\n", 47392, ""},
+    {"[SERVER]\nlocalport=0000047392\n", 0, "localport=0000047392"},
     {"[SERVER]\nlocalport=\n", 0, "localport="},
     {"[SERVER]\n", 0, "has no line localport= in [SERVER]"},
     {GOOD "[REGISTER]\nlib21=a.so\n", 47392, "line 4, \"lib21=a.so\": there is no such key\n"},

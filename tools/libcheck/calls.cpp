@@ -122,10 +122,12 @@ std::vector<Request> check_requests(Subject& subject, const std::vector<Request>
   for (const Request& request : requests) {
     const std::string name = readable_request(request.name);
     const Attempt result = attempt(subject, request, name);
+    const std::string note =
+        result.verdict.beyond_gbk ? "(GB18030 beyond GBK, which pages get too) " : "";
     for (const Finding& problem : result.problems) subject.report.add(problem);
     judge_time(result, name, subject);
     if (result.problems.empty())
-      subject.report.add({Level::ok, name, result.verdict.page, "", result.milliseconds,
+      subject.report.add({Level::ok, name, note + result.verdict.page, "", result.milliseconds,
                           readable_request(request.page), result.verdict.page});
     if (!has_failure(result)) answered.push_back(request);
   }

@@ -4,8 +4,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,6 +19,7 @@
 #include "tools/libcheck/fenced_buffer.h"
 #include "tools/libcheck/shared_memory.h"
 #include "util/handle/unique_fd.h"
+#include "util/os/child.h"
 
 namespace {
 
@@ -72,17 +71,16 @@ void catch_faults() {
   sigaction(SIGBUS, &action, nullptr);
 }
 
-void settle_in(int output) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);  // a hung library must not outlive the check
-  const rlimit no_core = {0, 0};     // crashes are expected here
-  setrlimit(RLIMIT_CORE, &no_core);
+void settle_in(pid_t parent, int output) {
+  settle_as_child(parent);
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
   catch_faults();
 }
 
-[[noreturn]] void be_the_child(int output, const std::function<void()>& body, Leave leave) {
-  settle_in(output);
+[[noreturn]] void be_the_child(pid_t parent, int output, const std::function<void()>& body,
+                               Leave leave) {
+  settle_in(parent, output);
   try {
     body();
     control->finished = true;
@@ -133,10 +131,10 @@ void explain_death(int status, const Control& child, ChildEnd& end) {
     end.reason = std::string("went past the end of ") + child.past_buffer;
     end.cure = "Bound every access by the sizes in quorvel_reader.h.";
   } else if (WIFSIGNALED(status)) {
-    end.reason = std::string("crashed with SIG") + sigabbrev_np(WTERMSIG(status));
+    end.reason = describe_end(status);
     end.cure = "Build it with -g -fsanitize=address and check again: the guide says how.";
   } else {
-    end.reason = "ended the process with exit status " + std::to_string(WEXITSTATUS(status));
+    end.reason = describe_end(status);
     end.cure = "Return 0 with a failure reply: an exit ends the whole service.";
   }
 }
@@ -154,9 +152,10 @@ ChildEnd run_in_child(milliseconds limit, const std::function<void()>& body, Lea
   begin_call("nothing");
   const UniqueFd output(memfd_create("output", MFD_CLOEXEC));
   std::fflush(nullptr);  // or the child would print it again
+  const pid_t parent = getpid();
   const pid_t pid = fork();
   if (pid < 0) throw std::system_error(errno, std::generic_category(), "fork");
-  if (pid == 0) be_the_child(output.get(), body, leave);
+  if (pid == 0) be_the_child(parent, output.get(), body, leave);
 
   // Debian 12's header declares pidfd_open without C linkage, so that C++ can't link it.
   const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "tools/libcheck/advice.h"
 #include "tools/libcheck/arguments.h"
 #include "tools/libcheck/calls.h"
 #include "tools/libcheck/lifecycle.h"
@@ -37,6 +38,7 @@ ExitStatus check(const Arguments& arguments, Report& report, FunctionList& list)
   const std::vector<Request> answered = check_requests(subject, requests);
   check_odd_requests(subject, requests, answered);
   check_lifecycle(subject, answered.empty() ? default_request("none") : answered.front());
+  advise_isolation(report);
   return report.count(Level::failure) > 0 ? kBrokenContract : kKept;
 }
 

@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr char kConvert[] = "Convert texts to GBK, or compile with -fexec-charset=GBK.";
+
 /// Ends the judgement: what comes after would be judged on sand.
 struct Unusable {
   Finding problem;
@@ -30,14 +32,17 @@ std::string_view terminated(std::string_view buffer) {
   return buffer.substr(0, end);
 }
 
-/// The reply in UTF-8.
-std::string converted(std::string_view gbk) {
+/// What the service makes of the reply, which has to be the reply's characters and no others.
+std::string converted(std::string_view reply, Verdict& verdict) {
   std::string utf8;
-  if (gbk_to_utf8(gbk, utf8)) return utf8;
-  if (looks_like_chinese_utf8(gbk))
-    refuse("the reply is UTF-8, not GBK: the page would get half a text",
-           "Convert texts to GBK, or compile with -fexec-charset=GBK.");
-  refuse("the reply is not valid GBK after \"" + shortened(utf8, 40) + "\"",
+  verdict.beyond_gbk = !library_text_to_utf8(reply, utf8);
+  if (!verdict.beyond_gbk) return utf8;
+  if (looks_like_chinese_utf8(reply))
+    refuse("the reply is UTF-8, not GBK: the page would get other characters", kConvert);
+  const std::size_t fault = utf8.find(kReplacementCharacter);
+  if (fault == std::string::npos) return utf8;
+  refuse("the reply is not valid GBK (or GB18030) after \"" +
+             shortened(std::string_view(utf8).substr(0, fault), 40) + "\"",
          "Convert texts to GBK and cut them only between characters.");
 }
 
@@ -76,7 +81,7 @@ void judge_completion(const std::string& reply, const std::string& function, con
         {Level::warning, "", "no room is left for the service to add \"fid\"", kWriteFid});
     return;
   }
-  if (!gbk_to_utf8(complete, verdict.page)) verdict.page.clear();
+  library_text_to_utf8(complete, verdict.page);
   const Json page(cJSON_ParseWithOpts(verdict.page.c_str(), nullptr, 1));
   if (complete != reply) cJSON_DeleteItemFromObjectCaseSensitive(page.get(), "fid");
   if (!page || cJSON_Compare(page.get(), own, 1) == 0)
@@ -110,7 +115,7 @@ Verdict judge_reply(std::string_view buffer, int returned, const std::string& fu
   Verdict verdict;
   try {
     const std::string reply(terminated(buffer));
-    verdict.page = converted(reply);
+    verdict.page = converted(reply, verdict);
     const Json json = parsed(verdict.page);
     judge_members(json.get(), returned, verdict);
     judge_completion(reply, function, json.get(), verdict);
@@ -120,7 +125,7 @@ Verdict judge_reply(std::string_view buffer, int returned, const std::string& fu
     if (looks_like_chinese_utf8(reply))
       verdict.problems.push_back({Level::warning, "",
                                   "the reply looks like UTF-8: the page would get garbled texts",
-                                  "Convert texts to GBK, or compile with -fexec-charset=GBK."});
+                                  kConvert});
   } catch (const Unusable& unusable) {
     verdict.problems.push_back(unusable.problem);
   }

@@ -10,6 +10,7 @@
 struct Verdict {
   std::vector<Finding> problems;  // without name; empty: the reply keeps all rules
   bool success = false;           // its "result" is "true"
+  bool beyond_gbk = false;        // it holds characters that GB18030 has and GBK lacks
   std::string page;               // what the page receives, UTF-8; empty when it is unusable
 };
 

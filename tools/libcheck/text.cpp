@@ -40,12 +40,16 @@ bool is_utf8(std::string_view text) {
 std::string readable(std::string_view text) {
   std::string out;
   while (!text.empty()) {
-    const std::size_t length = gbk_char_length(text);
+    std::size_t length = gbk_char_length(text);
     std::string character;
-    if (length == 0 || is_control(text[0]) || !gbk_to_utf8(text.substr(0, length), character))
+    library_text_to_utf8(text.substr(0, length), character);
+    if (length == 0 || is_control(text[0]) ||
+        character.find(kReplacementCharacter) != std::string::npos) {
       character = escaped(text[0]);
+      length = 1;
+    }
     out += character;
-    text.remove_prefix(length == 0 ? 1 : length);
+    text.remove_prefix(length);
   }
   return out;
 }

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-/// `text`, which a library wrote, for a terminal or a JSON report: GBK becomes UTF-8, and what is
-/// neither GBK nor printable becomes \x and two hexadecimal digits.
+/// `text`, which a library wrote, for a terminal or a JSON report: GBK and GB18030 become UTF-8, and
+/// a byte that is no character of theirs, or not printable, becomes \x and two hexadecimal digits.
 std::string readable(std::string_view text);
 
 /// The same for a text from a page's request, which is UTF-8 already unless it is an odd one.

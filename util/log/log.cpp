@@ -189,6 +189,8 @@ void set_log_levels(unsigned mask) { shown_levels = mask; }
 
 void set_log_charset_utf8(bool utf8) { in_utf8 = utf8; }
 
+bool is_log_charset_utf8() { return in_utf8; }
+
 void settle_log() {
   standard_output.settle();
   standard_error.settle();

@@ -44,6 +44,7 @@ void log_component(unsigned level_bit, std::string_view line);
 void set_log_levels(unsigned mask);
 /// Whether lines are written in UTF-8 instead of GBK.
 void set_log_charset_utf8(bool utf8);
+bool is_log_charset_utf8();
 /// Sees to it that printing never blocks. Once, at the start of the service.
 void settle_log();
 /// Writes how many lines of each kind were left out, and how many found no room. About once a

@@ -13,8 +13,6 @@ namespace {
 constexpr char kGb18030[] = "gb18030";
 constexpr char kUtf8[] = "utf-8";
 
-constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";  // U+FFFD
-
 /// iconv takes this byte alone, which begins no character of GBK, for the euro sign.
 constexpr char kLoneEuroSign = '\x80';
 
@@ -71,6 +69,13 @@ bool library_text_to_utf8(std::string_view text, TextBuffer out) {
   }
   *convert_gb18030(text, out.data, out.size - 1) = '\0';
   return false;
+}
+
+bool library_text_to_utf8(std::string_view text, std::string& utf8) {
+  utf8.resize(kLargestGrowth * text.size() + 1);
+  const bool is_gbk = library_text_to_utf8(text, {utf8.data(), utf8.size()});
+  utf8.resize(std::strlen(utf8.c_str()));
+  return is_gbk;
 }
 
 bool gbk_to_utf8(std::string_view gbk, std::string& utf8) {

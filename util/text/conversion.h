@@ -21,6 +21,9 @@ int gbk2utfa(const char* in, std::size_t inlen, char* out, std::size_t outlen);
 /// is a further bound for a caller whose buffer may be smaller. An empty source writes nothing.
 void cpy2utfa(char* destination, const char* source, std::size_t destination_size = SIZE_MAX);
 
+/// U+FFFD, which stands for what is no character.
+inline constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+
 /// UTF-8 bytes that one byte of a library's reply can become, at most: U+FFFD for a stray one.
 inline constexpr std::size_t kLargestGrowth = 3;
 
@@ -28,6 +31,7 @@ inline constexpr std::size_t kLargestGrowth = 3;
 /// room for kLargestGrowth times its length and the NUL: GBK as gbk2utfa does; a text that is no
 /// GBK as GB18030, with U+FFFD for each byte that begins no character. True when it was GBK.
 bool library_text_to_utf8(std::string_view text, TextBuffer out);
+bool library_text_to_utf8(std::string_view text, std::string& utf8);
 
 /// Sets `utf8` to the GBK text in UTF-8. False when it is no GBK to its end; `utf8` then holds what
 /// comes before the fault.

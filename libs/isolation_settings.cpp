@@ -1,0 +1,57 @@
+#include "libs/isolation_settings.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "config/ini.h"
+#include "libs/listing.h"
+#include "util/log/log.h"
+#include "util/text/ascii.h"
+
+namespace {
+
+constexpr char kSection[] = "ISOLATED";
+constexpr int kDefaultSeconds = 30;
+constexpr int kMostSeconds = 3600;
+
+/// The key that must have been meant: without the blanks and capitals that the reader of the file
+/// takes as they stand.
+std::string meant_key(std::string key) {
+  key.erase(std::remove_if(key.begin(), key.end(), [](char c) { return c == ' ' || c == '\t'; }),
+            key.end());
+  return ascii_lower(std::move(key));
+}
+
+/// The whole number in the text, or 0 when it is none or out of range.
+int parse_seconds(const std::string& text) {
+  int seconds = 0;
+  const char* end = text.data() + text.size();
+  const auto [stopped, error] = std::from_chars(text.data(), end, seconds);
+  const bool good = error == std::errc() && stopped == end && seconds >= 1;
+  return good && seconds <= kMostSeconds ? seconds : 0;
+}
+
+}  // namespace
+
+Isolation read_isolation(CIni& ini) {
+  Isolation isolation;
+  for (const std::string& key : ini.Keys(kSection)) {
+    const std::string value = ini.GetStr(kSection, key.c_str());
+    const std::string library = meant_key(key);
+    if (*ini.GetStr(kLibrarySection, library.c_str()) == '\0') {
+      log_error("%s: [%s] %s: [%s] lists no library under this key; correct or remove the line\n",
+                kServiceIni, kSection, key.c_str(), kLibrarySection);
+      continue;
+    }
+    int seconds = parse_seconds(value);
+    if (seconds == 0 || key != library) {
+      seconds = seconds == 0 ? kDefaultSeconds : seconds;
+      log_error(
+          "%s: [%s] %s=%s is taken as %s=%d; write whole seconds from 1 to %d, and no blanks\n",
+          kServiceIni, kSection, key.c_str(), value.c_str(), library.c_str(), seconds,
+          kMostSeconds);
+    }
+    isolation[library] = std::chrono::seconds(seconds);
+  }
+  return isolation;
+}

@@ -1,0 +1,133 @@
+// One table of cases for the mock and for the installed service, so that the mock can't drift.
+
+import assert from 'node:assert/strict';
+import {once} from 'node:events';
+import net from 'node:net';
+import {after, afterEach, before, beforeEach, describe, it} from 'node:test';
+import {setTimeout as sleep} from 'node:timers/promises';
+import {WebSocket} from 'ws';
+import {QuorvelMock} from '../../client/mock.js';
+import {Quorvel} from '../../client/quorvel.js';
+import {freePort, Service} from './service.js';
+
+const SLOW_MS = 400;
+const CARDS = `\n[brief]\nname=brief\nkind=3\ndelay_ms=${SLOW_MS}\n`;
+const NO_CARD = {result: 'false', errcode: '1002', errmsg: '未检测到卡片，请放好卡片后重试。'};
+const FUNCTIONS = {
+  cardpresent: {fid: 'cardpresent', data: {present: 'true'}},
+  async readcardbas({data: {person = 'zhangsan'}}) {
+    if (person === 'nocard') return NO_CARD;
+    if (person === 'brief') await sleep(SLOW_MS);
+    return {data: {name: {zhangsan: '张三', lisi: '李四'}[person] ?? person}};
+  },
+};
+
+/** What the cases need of a service: url and WebSocket for a client, hang(), stop() and start(). */
+async function installed() {
+  const service = await Service.started({cards: CARDS});
+  return Object.assign(service, {WebSocket});
+}
+
+async function mocked() {
+  const mock = new QuorvelMock({functions: FUNCTIONS, reachable: (ip, port) => port === reachable.port});
+  return {
+    url: 'ws://127.0.0.1:47392',
+    WebSocket: mock.WebSocket,
+    hang(yes) { mock.answering = !yes; },
+    stop() {
+      Object.assign(mock, {answering: true, running: false});
+      mock.drop();
+    },
+    start() { mock.running = true; },
+    remove() {},
+  };
+}
+
+const reachable = {};
+const server = net.createServer();
+before(async () => {
+  await once(server.listen(0, '127.0.0.1'), 'listening');
+  reachable.port = server.address().port;
+});
+after(() => server.close());
+
+const failure = (errmsg, more) => ({result: 'false', errmsg, ...more});
+const config = (members) => JSON.stringify({fid: 'config', ...members});
+const NO_NAME = failure('未传入服务名！');
+const UNRECOGNISED = failure('错误信息:无法识别的指令');
+const NO_ADDRESS = failure('取参数ip:地址失败');
+const NO_PORT = failure('取参数:端口失败');
+const PRESENT = {result: 'true', ...FUNCTIONS.cardpresent};
+
+for (const [name, start] of [['the installed service', installed], ['the mock', mocked]]) {
+  describe(name, () => {
+    let service, q;
+    before(async () => { service = await start(); });
+    after(() => service.remove());
+    beforeEach(() => { q = new Quorvel({url: service.url, WebSocket: service.WebSocket}); });
+    afterEach(() => q.close());
+
+    it('answers each text with its reply', async () => {
+      const closed = await freePort();
+      for (const [text, expected] of [
+        ['hello', UNRECOGNISED], ['', UNRECOGNISED], ['{"a":', UNRECOGNISED], [' {"fid":"cardpresent"}', UNRECOGNISED],
+        ['{"a":1}', NO_NAME], ['{"fid":7}', NO_NAME], ['{"fid":""}', NO_NAME], ['{"fid":"x"', NO_NAME],
+        [`{"fid":"${'n'.repeat(100)}"}`, failure('服务名过长！')],
+        [`{"fid":"${'n'.repeat(99)}"}`, failure('不支持该功能.', {fid: 'n'.repeat(99)})],
+        [`{"fid":"cardpresent"}${' '.repeat(102_400 - 21)}`, failure('请求内容过长！')],
+        ['{"fid":"cardpresent"}', PRESENT], ['{"FID":"CardPresent","fid":"x"}', PRESENT],
+        ['{"fid":"NoSuch"}', failure('不支持该功能.', {fid: 'NoSuch'})],
+        ['{"fid":"GetConfig"}', failure('不支持该功能.', {fid: 'GetConfig'})],
+        ['{"fid":"getconfig"}', {result: 'true', ip: '192.168.100.100', port: '47392'}],
+        [config({port: 80}), NO_ADDRESS], [config({ip: 7, port: 80}), NO_ADDRESS],
+        [config({ip: '1'.repeat(40), port: 80}), NO_ADDRESS], [config({ip: '[1]', port: 80}), NO_ADDRESS],
+        [config({ip: '127.0.0.1', port: '80'}), NO_PORT], [config({ip: '127.0.0.1', port: 0.5}), NO_PORT],
+        [config({ip: 'localhost', port: 80}), failure('请检网络-连接localhost:80  失败！')],
+        [config({ip: '127.0.0.1', port: closed}), failure(`请检网络-连接127.0.0.1:${closed}失败！`)],
+        [config({IP: '127.0.0.1', port: reachable.port + 0.5}), {result: 'true'}],
+        ['{"fid":"getconfig"}', {result: 'true', ip: '127.0.0.1', port: String(reachable.port)}],
+      ]) {
+        assert.deepEqual(JSON.parse(await q.request(text)), expected, text.slice(0, 80));
+      }
+      const canned = JSON.parse(await q.request('readcardbas, whatever follows'));
+      assert.deepEqual([canned.result, canned.data.name], ['true', '张三']);
+    });
+
+    it('answers in order, one request at a time, and gives the reasons of a failure', async () => {
+      const other = new Quorvel({url: service.url, WebSocket: service.WebSocket});
+      await Promise.all([q.connect(), other.connect()]);
+      const ended = [];
+      const read = async (client, person) => ended.push((await client.call('readcardbas', {data: {person}})).data.name);
+      const first = read(q, 'brief');
+      await sleep(SLOW_MS / 4);
+      await Promise.all([first, read(other, 'lisi'), read(q, 'zhangsan')]);
+      assert.equal(ended[0], 'brief');
+      await assert.rejects(q.call('readcardbas', {data: {person: 'nocard'}}),
+                           {kind: 'failure', message: NO_CARD.errmsg, reply: {...NO_CARD, fid: 'readcardbas'}});
+      other.close();
+    });
+
+    it('hangs, and goes on with what has come meanwhile', async () => {
+      await q.connect();
+      service.hang(true);
+      await assert.rejects(q.call('cardpresent', {}, {timeout: 200}), {kind: 'timeout', sent: true});
+      const late = new Quorvel({url: service.url, WebSocket: service.WebSocket});
+      await assert.rejects(late.connect({timeout: 200}), {kind: 'timeout', sent: false});
+      service.hang(false);
+      await late.connect();
+      assert.equal((await q.call('getconfig')).fid, undefined);
+      late.close();
+    });
+
+    it('is lost during a call and refuses connections until it is started again', async () => {
+      const lost = assert.rejects(q.call('readcardbas', {data: {person: 'brief'}}), {kind: 'closed', sent: true});
+      await sleep(SLOW_MS / 4);
+      service.hang(true);
+      const gone = service.stop();
+      await Promise.all([lost, gone]);
+      await assert.rejects(q.call('cardpresent'), {kind: 'unavailable', sent: false});
+      await service.start();
+      assert.deepEqual(await q.call('cardpresent'), PRESENT);
+    });
+  });
+}

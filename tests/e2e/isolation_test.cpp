@@ -1,0 +1,191 @@
+// Reader libraries in processes of their own: what crashes, hangs or takes its time costs one reply
+// and delays nobody.
+
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <random>
+#include <thread>
+
+#include "tests/support/eventually.h"
+#include "tests/support/service_test.h"
+#include "util/text/messages.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string request(const std::string& function) { return R"({"fid":")" + function + "\"}"; }
+
+class IsolationTest : public ServiceTest {
+ protected:
+  void start_isolated(const std::vector<std::string>& readers, const std::string& seconds = "30") {
+    sections = "[ISOLATED]\n";
+    for (size_t number = 1; number <= readers.size(); ++number)
+      sections += "lib" + std::to_string(number) + "=" + seconds + "\n";
+    start(readers);
+  }
+
+  void TearDown() override {
+    ServiceTest::TearDown();
+    EXPECT_TRUE(eventually([this] { return processes().empty(); }, options.limit))
+        << "a process outlives the service";
+  }
+
+  /// The service's processes: those that work in its folder.
+  std::vector<pid_t> processes(const std::string& name = "") const {
+    std::vector<pid_t> found;
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+      std::error_code error;
+      const fs::path directory = fs::read_symlink(entry.path() / "cwd", error);
+      if (error || directory != folder.path()) continue;
+      const fs::path program = fs::read_symlink(entry.path() / "exe", error);
+      if (!error && program.filename().string().find(name) == 0)
+        found.push_back(std::stoi(entry.path().filename()));
+    }
+    return found;
+  }
+
+  static std::string failed(const char* reason, const std::string& function) {
+    return failure(utf8(reason), function);
+  }
+};
+
+TEST_F(IsolationTest, WhatEndsTheLibraryCostsOneReplyAndTheNextRequestIsServed) {
+  start_isolated({"functions"});
+  const std::string crashed[] = {"crash", "leave", "unplug", "recurse"};
+  WsClient client = connect();
+  for (const std::string& function : crashed) {
+    WsClient next = connect();
+    client.send(request(function));
+    next.send(echo_request(1));  // may wait behind it, and loses nothing then
+    EXPECT_EQ(failed(messages::kLibraryCrashed, function), client.receive());
+    EXPECT_EQ(echo_reply(1), next.receive()) << function;
+    EXPECT_EQ(echo_reply(2), client.ask(echo_request(2))) << function;
+  }
+  EXPECT_TRUE(said("functions.so: \"crash\" crashed with SIGABRT")) << daemon->errors();
+  EXPECT_TRUE(said("functions.so: \"leave\" ended the process with exit status 0"));
+  for (const pid_t helper : processes("quorvel-host")) kill(helper, SIGKILL);
+  daemon->wait_for_message("between two calls");  // before, a request would be lost with it
+  EXPECT_EQ(echo_reply(3), client.ask(echo_request(3)));
+  EXPECT_EQ(R"({"result":"true","fid":"breed"})", client.ask(request("breed")));
+}
+
+TEST_F(IsolationTest, RepliesAreThoseOfALibraryInTheService) {
+  start_isolated({"functions"});
+  const auto plain = R"({"result":"true","name":"张三","size":1.500000,"fid":"plain"})";
+  expect_replies(
+      {{request("plain"), plain},
+       {request("overrun"), failed(messages::kReplyTooLong, "overrun")},
+       {request("halfchar"), "{\"fid\":\"half\uFFFD\"}"},
+       {request("throwtext"), failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )")},
+       {request("nosuch"), failed(messages::kNotSupported, "nosuch")},
+       {"readcardbas", R"({"result":"true","fid":"readcardbas","reader":"functions",)"
+                       R"("command":{"data":{"itype":3,"bae140":"3"},)" +
+                           platform + "}}"},
+       {echo_request(1), echo_reply(1)}});
+}
+
+TEST_F(IsolationTest, SlowLibraryDelaysNobodyElseAndServesInOrder) {
+  sections = "[ISOLATED]\nlib1=30\n";
+  start({"functions", "libquorveldemo"});  // the demo library stays in the service
+  WsClient slow = connect();
+  WsClient leaving = connect();
+  WsClient behind = connect();
+  WsClient other = connect();
+  slow.send(request("late"));
+  leaving.send(request("late"));
+  behind.send(echo_request(1));
+  leaving.vanish();  // its request is taken out, or its reply goes to nobody
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_NE(std::string::npos, other.ask(request("getconfig")).find("\"true\""));
+  EXPECT_NE(std::string::npos, other.ask(request("cardpresent")).find("\"true\""));
+  const TcpSocket page = TcpSocket::connect(port);
+  page.send("GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+  EXPECT_NE(std::string::npos, page.receive_until_close().find("200 OK"));
+  const auto taken = std::chrono::steady_clock::now() - begin;
+  EXPECT_EQ(R"({"result":"true","fid":"late"})", slow.receive());
+  EXPECT_LT(taken, std::chrono::steady_clock::now() - begin);
+  EXPECT_EQ(echo_reply(1), behind.receive());
+  EXPECT_EQ(echo_reply(2), connect().ask(echo_request(2)));
+  // SIGINT ends the service at once, whatever the library does.
+  slow.send(request("hang"));
+  EXPECT_EQ(0, daemon->stop()) << daemon->errors();
+}
+
+TEST_F(IsolationTest, HangIsEndedAtItsLimitAlsoInLoading) {
+  write_file(folder.path() / "bin/text.so", "text");
+  start_isolated({"functions", "init_hangs", "constructor_throws", "init_fails", "text"}, "1");
+  WsClient client = connect();
+  WsClient next = connect();
+  client.send(request("hang"));
+  next.send(echo_request(1));
+  EXPECT_EQ(failed(messages::kLibraryTimedOut, "hang"), client.receive());
+  EXPECT_EQ(echo_reply(1), next.receive());
+  for (const char* text : {"init_hangs.so失败，请检查读卡环境！no answer within 1 s",
+                           "constructor_throws.so失败，请检查读卡环境！crashed with SIGABRT",
+                           "init_fails.so失败 初始化失败.", "text.so: file too short"})
+    EXPECT_TRUE(said(text)) << text << daemon->errors();
+}
+
+TEST_F(IsolationTest, LibraryThatCannotBeStartedAnewIsRefusedAtOnceAndComesBack) {
+  start_isolated({"functions"});
+  write_file(folder.path() / "crash_in_init", "");
+  WsClient client = connect();
+  EXPECT_EQ(failed(messages::kLibraryCrashed, "crash"), client.ask(request("crash")));
+  EXPECT_EQ(failed(messages::kLibraryUnavailable, "echo"), client.ask(request("echo")));
+  fs::remove(folder.path() / "crash_in_init");
+  const auto serves = [&] { return client.ask(echo_request(1)) == echo_reply(1); };
+  EXPECT_TRUE(eventually(serves, options.limit)) << daemon->errors();
+}
+
+TEST_F(IsolationTest, ManyClientsGetOneReplyEachWhileHelpersAreKilled) {
+  constexpr int kClients = 50;
+  constexpr int kKills = 25;
+  constexpr int kServedBetween =
+      30;  // so that a start is seldom hit, which would be followed by a pause
+  start_isolated({"functions", "odd_answer"});
+  std::atomic<int> kills = 0;
+  std::atomic<int> served = 0;
+  std::thread killer([&] {
+    for (std::minstd_rand random(1); kills < kKills; ++kills) {
+      const int before = served;
+      eventually([&] { return served >= before + kServedBetween; }, options.limit);
+      std::this_thread::sleep_for(std::chrono::milliseconds(random() % 20));
+      const auto helpers = processes("quorvel-host");
+      if (!helpers.empty()) kill(helpers[random() % helpers.size()], SIGKILL);
+    }
+  });
+  std::vector<WsClient> clients;
+  for (int i = 0; i < kClients; ++i) clients.push_back(connect());
+  for (int round = 0; kills < kKills; ++round) {
+    const auto expected = [&](int i) {
+      return i % 2 == 0 ? echo_reply(i + round)
+                        : R"({"result":"false","reader":"odd_answer","fid":"odd"})";
+    };
+    for (int i = 0; i < kClients; ++i)
+      clients[static_cast<size_t>(i)].send(i % 2 == 0 ? echo_request(i + round) : request("odd"));
+    for (int i = 0; i < kClients; ++i) {
+      const std::string reply = clients[static_cast<size_t>(i)].receive();
+      const std::string function = i % 2 == 0 ? "echo" : "odd";
+      served += reply == expected(i) ? 1 : 0;
+      EXPECT_TRUE(reply == expected(i) || reply == failed(messages::kLibraryCrashed, function) ||
+                  reply == failed(messages::kLibraryUnavailable, function))
+          << reply;
+    }
+  }
+  killer.join();
+  EXPECT_GE(served, kKills * kServedBetween);
+  EXPECT_TRUE(eventually([&] { return ask(echo_request(1)) == echo_reply(1); }, options.limit));
+}
+
+TEST_F(IsolationTest, NoHelperOutlivesAServiceThatIsKilled) {
+  start_isolated({"functions"});
+  WsClient client = connect();
+  client.send(request("hang"));
+  EXPECT_EQ(1U, processes("quorvel-host").size());
+  daemon->process().signal(SIGKILL);
+  EXPECT_EQ(128 + SIGKILL, daemon->process().wait());
+}
+
+}  // namespace

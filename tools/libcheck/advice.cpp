@@ -1,0 +1,30 @@
+#include "tools/libcheck/advice.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr int kUsualSeconds = 30;
+/// A slow reader, or a person who holds the card wrongly first, takes longer than the check did.
+constexpr double kMargin = 5;
+
+int suggested_seconds(const Report& report) {
+  double longest_ms = 0;
+  for (const Finding& finding : report.all())
+    longest_ms = std::max(longest_ms, finding.milliseconds);
+  return std::max(kUsualSeconds, static_cast<int>(std::ceil(kMargin * longest_ms / 1000)));
+}
+
+}  // namespace
+
+void advise_isolation(Report& report) {
+  const std::string line = "\"libN=" + std::to_string(suggested_seconds(report)) +
+                           "\" under [ISOLATED] of quorvel_service.ini";
+  const bool faulty = report.count(Level::failure) > 0;
+  report.begin_group("Advice");
+  report.add({Level::ok, "isolation",
+              faulty ? "if it must be used before it is mended: " + line +
+                           ", where its faults cost one reply each"
+                     : "write " + line + ": what this check could not see then costs one reply"});
+}

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "util/log/log.h"
+#include "util/os/regular_file.h"
 #include "util/text/text_buffer.h"
 
 namespace {
@@ -25,35 +26,44 @@ bool is_section_header(std::string_view line) {
 }
 
 int CIni::OpenFile(const char* path, const char* mode) {
-  fp.reset(std::fopen(path, mode));
+  fp = open_regular(path, mode, reason);
   if (!fp) {
     print("open inifile %s error!\n", path);
     return 2;
   }
   sections.clear();
+  read_lines.clear();
   std::string section;
   std::map<std::string, std::string> keys;
   char line[kLineSize];
-  while (std::fgets(line, sizeof line, fp.get()) != nullptr) parse_line(line, section, keys);
+  int number = 1;
+  while (std::fgets(line, sizeof line, fp.get()) != nullptr) {
+    parse_line(line, number, section, keys);
+    if (std::strchr(line, '\n') != nullptr) ++number;
+  }
   sections[section] = std::move(keys);
   return 0;
 }
 
-void CIni::parse_line(std::string line, std::string& section,
+void CIni::parse_line(std::string line, int number, std::string& section,
                       std::map<std::string, std::string>& keys) {
   erase_first(line, '\n');
   erase_first(line, '\r');
   line.erase(0, line.find_first_not_of(" \t"));
   if (line.empty() || line[0] == ';') return;
+  IniLine& read = read_lines.emplace_back(IniLine{number, section, "", line});
   if (is_section_header(line)) {
     sections[section] = std::exchange(keys, {});
     erase_first(line, '[');
     erase_first(line, ']');
     section = std::move(line);
+    read.section = section;
     return;
   }
   const std::size_t equals = line.find('=');
-  if (equals != std::string::npos) keys[line.substr(0, equals)] = line.substr(equals + 1);
+  if (equals == std::string::npos) return;
+  read.key = line.substr(0, equals);
+  keys[read.key] = line.substr(equals + 1);
 }
 
 int CIni::CloseFile() {

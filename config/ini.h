@@ -11,6 +11,14 @@
 /// Whether an INI line opens a section: not a comment, and it holds a "[" and a "]".
 bool is_section_header(std::string_view line);
 
+/// A line that is neither empty nor a comment.
+struct IniLine {
+  int number;           ///< from 1; the pieces of a long line have the same
+  std::string section;  ///< that the line stands in or opens
+  std::string key;      ///< empty when it is no key line
+  std::string text;     ///< without blanks in front and line end
+};
+
 /// Reader of INI files: parses a whole file into memory, then answers look-ups by section and key.
 ///
 /// Lines are read in pieces of at most 255 bytes with their line feed. A line whose first non-blank
@@ -26,9 +34,14 @@ class CIni {
   CIni(const CIni&) = delete;
   CIni& operator=(const CIni&) = delete;
 
-  /// Opens `path` with fopen's `mode` and parses it. 0; or 2, with what was read before kept and a
-  /// line on standard output, when the file can't be opened. A read error ends the file early.
+  /// Opens `path`, a regular file, with fopen's `mode` and parses it. 0; or 2, with what was read
+  /// before kept and a line on standard output, when the file can't be opened. A read error ends
+  /// the file early.
   int OpenFile(const char* path, const char* mode);
+  /// Why the last OpenFile failed.
+  const std::string& failure() const { return reason; }
+  /// What the last OpenFile read, in the file's order.
+  const std::vector<IniLine>& lines() const { return read_lines; }
   /// Releases the file; what was read stays. Always 0.
   int CloseFile();
 
@@ -48,9 +61,12 @@ class CIni {
   void PutStr(const char* section, const char* key, const char* value);
 
  private:
-  void parse_line(std::string line, std::string& section, std::map<std::string, std::string>& keys);
+  void parse_line(std::string line, int number, std::string& section,
+                  std::map<std::string, std::string>& keys);
 
   UniqueFile fp;
+  std::string reason;
+  std::vector<IniLine> read_lines;
   char valbuf[256] = {};
   std::map<std::string, std::map<std::string, std::string>> sections;
 };

@@ -19,6 +19,7 @@
 
 #include "Services/dispatcher/dispatcher.h"
 #include "Services/dispatcher/program_directory.h"
+#include "Services/dispatcher/reachability.h"
 #include "fuzz/client_view.h"
 #include "fuzz/input.h"
 #include "libs/funlib.h"
@@ -127,6 +128,7 @@ void require_forwarded(const char* reply) {
 /// The reply; empty when the library has thrown.
 std::string answer(const std::string& request, std::size_t size) {
   LibManager registry;
+  begin_check_pass();
   const auto dispatcher = std::make_unique<Jdispatcher>(&registry, request.c_str());
   const auto reply = std::make_unique<char[]>(size);
   bool done = false;

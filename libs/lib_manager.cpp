@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "config/ini.h"
+#include "config/service_ini.h"
 #include "libs/isolated_library.h"
 #include "libs/isolation_settings.h"
 #include "libs/listing.h"
@@ -19,15 +19,10 @@
 
 namespace {
 
-constexpr char kServerSection[] = "SERVER";
-constexpr char kPortKey[] = "localport";
-
 constexpr int kDefaultPort = 47392;
 constexpr int kMaxLibraries = 20;
-constexpr int kHighestPort = 65535;
 constexpr std::chrono::seconds kInProcess(0);  // no limit, since nothing could enforce it
 constexpr std::size_t kShortestPath = 6;
-constexpr std::size_t kMaxPortLength = 9;
 
 /// Whether the value is within its limit; says in the log what to do when it is not.
 bool within_limit(const char* section, const char* key, std::string_view value, std::size_t limit) {
@@ -62,18 +57,14 @@ LibManager::~LibManager() {
 
 bool LibManager::init(char* errtext, std::size_t size) {
   print("%s\n", require_working_directory().c_str());
-  CIni ini;
   char path[kProgramPathSize];
-  if (!getfilepath(path, kServiceIni)) {
+  if (!getfilepath(path, kServiceIni))
     log_error("%s: its path would be longer than %zu bytes; install the program elsewhere\n",
               kServiceIni, sizeof path - 1);
-  } else if (ini.OpenFile(path, "r") != 0) {
-    log_error(
-        "%s can't be read: no reader library is loaded and no port is set; put the file there\n",
-        path);
-  }
-  load_listed_libraries(ini, errtext, size);
-  read_port(ini);
+  ServiceIni ini(path);
+  set_log_charset_utf8(ini.log_in_utf8());
+  load_listed_libraries(ini.values(), errtext, size);
+  port = ini.listening_port();
   return true;
 }
 
@@ -83,7 +74,12 @@ void LibManager::load_listed_libraries(CIni& ini, char* errtext, std::size_t siz
     const std::string key = "lib" + std::to_string(i);
     const std::string value = ini.GetStr(kLibrarySection, key.c_str());
     if (!within_limit(kLibrarySection, key.c_str(), value, kLongestLibraryPath)) continue;
-    if (!names_library(value)) continue;
+    if (!names_library(value)) {
+      if (!value.empty())
+        log_warning("%s: [%s] %s=%s names no .so file and was skipped\n", kServiceIni,
+                    kLibrarySection, key.c_str(), value.c_str());
+      continue;
+    }
     char path[kLongestLibraryPath + 1];
     if (!getfilepath(path, value.c_str(), sizeof path)) {
       log_error("%s: [%s] %s: its full path is longer than %zu characters and was skipped\n",
@@ -98,16 +94,6 @@ void LibManager::load_listed_libraries(CIni& ini, char* errtext, std::size_t siz
     print("\n?error  = %s?\n", errtext);
     log_error("%s\n", errtext);
   }
-}
-
-void LibManager::read_port(CIni& ini) {
-  const std::string value = ini.GetStr(kServerSection, kPortKey);
-  port = 0;
-  if (!within_limit(kServerSection, kPortKey, value, kMaxPortLength)) return;
-  port = static_cast<int>(std::strtol(value.c_str(), nullptr, 10));
-  if (port <= 0 || port > kHighestPort)
-    log_error("%s: [%s] %s=%s is no TCP port; set it to one from 1 to %d, usually %d\n",
-              kServiceIni, kServerSection, kPortKey, value.c_str(), kHighestPort, kDefaultPort);
 }
 
 bool LibManager::addlib(const char* path, char* errtext, std::size_t size) {

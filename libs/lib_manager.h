@@ -32,7 +32,8 @@ class LibManager {
   LibManager(const LibManager&) = delete;
   LibManager& operator=(const LibManager&) = delete;
 
-  /// Reads quorvel_service.ini beside the program: loads lib1 to lib20 and takes the port. A
+  /// Reads quorvel_service.ini beside the program: takes the log's charset, loads lib1 to lib20 and
+  /// takes the port. A
   /// library that fails is reported on standard output and in the log, and skipped; `errtext`
   /// (zero-filled, `size` bytes) holds the last failure. Always true. Ends the process with status
   /// 1 when the working directory can't be read.
@@ -73,14 +74,14 @@ class LibManager {
   /// Says in the log, once for each library, that a reply to the function `fid` was no GBK.
   void report_foreign_text(const char* fid);
 
-  /// TCP port to listen on; 47392 until init has read the INI file, 0 when that names none.
+  /// TCP port to listen on; 47392 until init has read the INI file, 0 when that names none
+  /// that can be used.
   int listening_port() const { return port; }
 
  private:
   using LibraryTable = std::map<std::string, std::unique_ptr<Library>>;
 
   void load_listed_libraries(CIni& ini, char* errtext, std::size_t size);
-  void read_port(CIni& ini);
   bool add(const char* path, std::chrono::seconds limit, TextBuffer errtext);
   bool load(const char* path, std::chrono::seconds limit, TextBuffer errtext);
   std::unique_ptr<Library> make_library(const char* path, std::chrono::seconds limit);

@@ -11,5 +11,5 @@ inline constexpr char kLibrarySection[] = "REGISTER";
 /// Longest value, and longest path that it stands for, in bytes.
 inline constexpr std::size_t kLongestLibraryPath = 199;
 
-/// Whether the value is one of a library at all; another is passed over without a word.
+/// Whether the value is one of a library at all; another is skipped.
 bool names_library(std::string_view value);

@@ -6,12 +6,17 @@
 #include <csignal>
 #include <cstdlib>
 #include <memory>
+#include <string>
 
+#include "Services/dispatcher/reachability.h"
 #include "libs/lib_manager.h"
 #include "server/answer.h"
+#include "server/listening.h"
+#include "server/page_files.h"
 #include "server/pending_table.h"
 #include "server/request_channel.h"
 #include "server/startup.h"
+#include "server/tls.h"
 #include "util/log/log.h"
 #include "util/os/local_address.h"
 #include "util/text/conversion.h"
@@ -29,8 +34,11 @@ namespace {
 constexpr int kDefaultLogLevel = LLL_ERR | LLL_WARN | LLL_NOTICE | LLL_USER;
 static_assert(static_cast<unsigned>(LogLevel::kUser) == LLL_USER, "levels are libwebsockets' bits");
 constexpr int kFirstMarkedFree = 10;
-constexpr char kCertificateFile[] = "localhost-100y.cert";
-constexpr char kKeyFile[] = "localhost-100y.key";
+
+/// TCP keep-alive: a peer that has vanished is noticed after kKeepAliveIdleS and as many probes.
+constexpr int kKeepAliveIdleS = 60;
+constexpr int kKeepAliveProbes = 4;
+constexpr int kKeepAliveIntervalS = 15;
 
 /// Upper bound of the time that a SIGINT goes unnoticed when it comes between the loop's look at
 /// the flag and the library's wait.
@@ -50,7 +58,7 @@ const lws_http_mount mount = []() noexcept {
   lws_http_mount files{};
   files.mountpoint = "/";
   files.mountpoint_len = 1;
-  files.origin = "./mount-origin";
+  files.origin = kPageFolder;
   files.origin_protocol = LWSMPRO_FILE;
   files.def = "index.html";
   return files;
@@ -78,34 +86,31 @@ lws_context_creation_info context_settings(int argc, const char** argv, Service&
   // descriptor of its own and no flow control.
   info.alpn = "http/1.1";
   info.pt_serv_buf_size = kServiceBufferSize;
+  info.ka_time = kKeepAliveIdleS;
+  info.ka_probes = kKeepAliveProbes;
+  info.ka_interval = kKeepAliveIntervalS;
   if (lws_cmdline_option(argc, argv, "-s") != nullptr) {
     log_user("Server using TLS\n");
-    info.options |= LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
-    info.ssl_cert_filepath = kCertificateFile;
-    info.ssl_private_key_filepath = kKeyFile;
+    use_tls(info);
   }
   if (lws_cmdline_option(argc, argv, "-h") != nullptr)
     info.options |= LWS_SERVER_OPTION_VHOST_UPG_STRICT_HOST_CHECK;
+  if (!kernel_has_ipv6()) info.options |= LWS_SERVER_OPTION_DISABLE_IPV6;
   return info;
 }
 
-void explain_failed_start(const lws_context_creation_info& info) {
-  for (const char* file : {info.ssl_cert_filepath, info.ssl_private_key_filepath}) {
-    if (file == nullptr || access(file, R_OK) == 0) continue;
-    log_error(
-        "-s: %s can't be read in the working directory; make the certificate and its key there\n",
-        file);
-    return;
-  }
-  log_error(
-      "port %d can't be opened: if another program has it, end that, or set [SERVER] localport "
-      "in quorvel_service.ini to a free port\n",
-      info.port);
-}
-
+/// The context, listening; null, with the reason in the log, when that can't be had.
 UniqueContext create_context(const lws_context_creation_info& info) {
-  const DescriptorReserve reserve;
-  return UniqueContext(lws_create_context(&info));
+  // libwebsockets would take port 0 for any, and goes on without a listening socket.
+  std::string fault = info.port == 0 ? "there is no port to listen on, see above" : "";
+  if (fault.empty() && info.ssl_cert_filepath != nullptr) fault = tls_fault();
+  UniqueContext context(fault.empty() ? lws_create_context(&info) : nullptr);
+  if (context && listens_on(info.port)) return context;
+  log_error("Server init failed\n");
+  context.reset();
+  if (fault.empty()) fault = listening_fault(info.port);
+  log_error("%s\n", fault.c_str());
+  return nullptr;
 }
 
 void log_listening_line() {
@@ -136,7 +141,10 @@ struct FlagTimer {
 void serve(lws_context* context) {
   const FlagTimer timer(context);
   int result = 0;
-  while (result >= 0 && interrupted == 0) result = lws_service(context, 0);
+  while (result >= 0 && interrupted == 0) {
+    begin_check_pass();
+    result = lws_service(context, 0);
+  }
 }
 
 /// What happens before the launching process lets go of its terminal.
@@ -145,8 +153,10 @@ void prepare_process(int argc, const char** argv) {
   create_shared_memory(getcurlx());
   for (int entry = 0; entry < kFirstMarkedFree; ++entry) data_rec[entry].sockfd = -1;
   read_architecture(xtjg, sizeof xtjg);
-  write_host_file();
+  const std::string host_file_fault = write_host_file();
   set_log_level(argc, argv);
+  if (!host_file_fault.empty())
+    log_warning("hostname.txt is not written: %s\n", host_file_fault.c_str());
 }
 
 void load_libraries() {
@@ -175,11 +185,8 @@ int main(int argc, const char** argv) {
   Service service{libmanager, xtjg};
   const lws_context_creation_info info = context_settings(argc, argv, service);
   UniqueContext context(create_context(info));
-  if (!context) {
-    log_error("Server init failed\n");
-    explain_failed_start(info);
-    return 1;
-  }
+  if (!context) return 1;
+  guard_page_files(context.get());
   if (!watch_late_replies(context.get(), service)) {
     log_error("Server init failed\n");
     log_error("no descriptor is left to watch the isolated libraries with; raise the limit\n");

@@ -1,13 +1,17 @@
 #include "server/request_channel.h"
 
 #include <fcntl.h>
+#include <poll.h>
 
 #include <cstring>
+#include <string>
 #include <unordered_map>
 
 #include "libs/lib_manager.h"
 #include "server/pending_table.h"
+#include "server/startup.h"
 #include "util/log/log.h"
+#include "util/text/ascii.h"
 
 static_assert(sizeof per_conn_data::headroom >= LWS_PRE, "lws_write needs its room in front");
 static_assert(sizeof per_conn_data::payload >= kAnswerSize, "every reply fits");
@@ -15,6 +19,10 @@ static_assert(sizeof per_conn_data::payload >= kAnswerSize, "every reply fits");
 namespace {
 
 constexpr std::size_t kPeerAddressSize = 128;
+
+/// Time without progress after which an unfinished message is dropped with its connection, lest it
+/// keep its place in the table for ever.
+constexpr lws_usec_t kUnfinishedLimitUs = 30 * LWS_US_PER_SEC;
 
 void log_peer(lws* wsi) {
   static constexpr char kLine[] = "Connected client ip = %s, http response: %d\n";
@@ -68,11 +76,28 @@ void on_receive(lws* wsi, per_conn_data& conn, std::string_view chunk) {
   conn.payload_len = static_cast<std::int32_t>(chunk.copy(conn.payload, sizeof conn.payload));
   const int fd = lws_get_socket_fd(wsi);
   if (conn.final == 1) {
+    if (conn.assembly.collecting) lws_set_timer_usecs(wsi, LWS_SET_TIMER_USEC_CANCEL);
     answer(wsi, conn, complete_message(conn.assembly, fd, chunk));
   } else {
+    const bool progress = !conn.assembly.collecting || !chunk.empty();
+    if (progress) lws_set_timer_usecs(wsi, kUnfinishedLimitUs);
     collect_chunk(conn.assembly, fd, chunk);
   }
   lws_callback_on_writable(wsi);
+}
+
+/// Whether the connection, whose timer has run out, is to end: its message makes no progress.
+bool is_stuck(lws* wsi, const per_conn_data& conn) {
+  if (!conn.assembly.collecting) return false;
+  // When a reader held up the service itself, the rest of the message may be waiting.
+  pollfd input = {lws_get_socket_fd(wsi), POLLIN, 0};
+  if (poll(&input, 1, 0) > 0) {
+    lws_set_timer_usecs(wsi, LWS_US_PER_SEC);
+    return false;
+  }
+  log_warning("a client's unfinished message made no progress for %d s: connection closed\n",
+              static_cast<int>(kUnfinishedLimitUs / LWS_US_PER_SEC));
+  return true;
 }
 
 void on_writeable(lws* wsi, per_conn_data& conn) {
@@ -86,6 +111,12 @@ void on_writeable(lws* wsi, per_conn_data& conn) {
     conn.payload_len = 0;
     lws_rx_flow_control(wsi, 1);
   }
+}
+
+/// An upgrade to HTTP/2 over plain TCP would leave an idle connection without any time-out. Without
+/// its name libwebsockets takes the request for a plain one.
+void refuse_http2(char* protocol) {
+  if (ascii_lower(std::string(protocol)) == "h2c") protocol[0] = '\0';
 }
 
 }  // namespace
@@ -108,6 +139,26 @@ int callback_minimal_broker(lws* wsi, lws_callback_reasons reason, void* user, v
       break;
     case LWS_CALLBACK_CLOSED:
       on_closed(wsi, *conn);
+      break;
+    case LWS_CALLBACK_FILTER_NETWORK_CONNECTION:
+      if (connection_may_have(static_cast<lws_filter_network_conn_args*>(user)->accept_fd)) break;
+      log_warning("too many connections for the limit of open files: one more was refused\n");
+      return -1;
+    case LWS_CALLBACK_TIMER:
+      if (is_stuck(wsi, *conn)) return -1;
+      break;
+    case LWS_CALLBACK_HTTP_CONFIRM_UPGRADE:
+      refuse_http2(static_cast<char*>(in));
+      break;
+    // libwebsockets 4.1 spins on input that it still holds while it ends a TLS connection: reading
+    // stops with the old binding to a protocol, and goes on with a new one.
+    case LWS_CALLBACK_HTTP_DROP_PROTOCOL:
+    case LWS_CALLBACK_WS_SERVER_DROP_PROTOCOL:
+      lws_rx_flow_control(wsi, 0);
+      break;
+    case LWS_CALLBACK_HTTP_BIND_PROTOCOL:
+    case LWS_CALLBACK_WS_SERVER_BIND_PROTOCOL:
+      lws_rx_flow_control(wsi, 1);
       break;
     case LWS_CALLBACK_RAW_RX_FILE:
       service_of(wsi).registry.handle_events();

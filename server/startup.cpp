@@ -2,10 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/ipc.h>
+#include <sys/resource.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -13,6 +16,7 @@
 #include <string>
 
 #include "util/log/log.h"
+#include "util/os/regular_file.h"
 #include "util/os/working_directory.h"
 #include "util/text/text_buffer.h"
 
@@ -24,6 +28,10 @@ constexpr useconds_t kSettleTimeUs = 10;
 constexpr key_t kVariantSegmentKey = 95230001;
 constexpr key_t kSegmentKey = 95240001;
 constexpr std::size_t kSegmentSize = 4096;
+constexpr char kHostFile[] = "hostname.txt";
+
+// Of what is run below, error messages go nowhere: they would hold up the start where nobody reads
+// the service's output.
 
 struct PipeCloser {
   void operator()(std::FILE* pipe) const { pclose(pipe); }
@@ -56,16 +64,12 @@ void secure_standard_descriptors() {
   std::signal(SIGPIPE, SIG_IGN);
 }
 
-DescriptorReserve::DescriptorReserve() {
+bool connection_may_have(int descriptor) {
   constexpr rlim_t kLargestReserve = 64;
-  if (getrlimit(RLIMIT_NOFILE, &before) != 0) return;
-  rlimit lower = before;
-  lower.rlim_cur -= std::min(before.rlim_cur / 4, kLargestReserve);
-  setrlimit(RLIMIT_NOFILE, &lower);
-}
-
-DescriptorReserve::~DescriptorReserve() {
-  if (before.rlim_cur > 0) setrlimit(RLIMIT_NOFILE, &before);
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return true;
+  const rlim_t reserve = std::min(limit.rlim_cur / 4, kLargestReserve);
+  return static_cast<rlim_t>(descriptor) < limit.rlim_cur - reserve;
 }
 
 void create_shared_memory(int variant) {
@@ -74,7 +78,8 @@ void create_shared_memory(int variant) {
 }
 
 void read_architecture(char* out, std::size_t size) {
-  const UniquePipe pipe(popen("uname -m", "r"));  // NOLINT(cert-env33-c): a fixed command
+  const UniquePipe pipe(
+      popen("uname -m 2>/dev/null", "r"));  // NOLINT(cert-env33-c): a fixed command
   if (!pipe) {
     copy_text({out, size}, "none");
     return;
@@ -83,8 +88,20 @@ void read_architecture(char* out, std::size_t size) {
   out[std::strcspn(out, "\r\n")] = '\0';
 }
 
-void write_host_file() {
-  // Closing the pipe waits until the file is written.
+std::string write_host_file() {
+  std::string reason;
+  const UniqueFd file = open_regular(kHostFile, O_WRONLY | O_CREAT | O_NOFOLLOW, reason);
+  if (file.get() < 0) return reason;
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0 || status.st_nlink > 1) return "it has a second name";
   // NOLINTNEXTLINE(cert-env33-c): a fixed command
-  const UniquePipe pipe(popen("hostnamectl|grep System > ./hostname.txt", "r"));
+  const UniquePipe pipe(popen("hostnamectl 2>/dev/null|grep System", "r"));
+  if (!pipe) return std::strerror(errno);
+  std::string text;
+  char piece[256];
+  while (std::fgets(piece, sizeof piece, pipe.get()) != nullptr) text += piece;
+  if (ftruncate(file.get(), 0) != 0 ||
+      write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+    return std::strerror(errno);
+  return {};
 }

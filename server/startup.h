@@ -1,8 +1,7 @@
 #pragma once
 
-#include <sys/resource.h>
-
 #include <cstddef>
+#include <string>
 
 /// 1 when the working directory's path contains "quorvelkglserver", else 0; -1 until getcurlx ran.
 extern int curlx;
@@ -19,20 +18,10 @@ void settle_in_working_directory();
 /// more is lost, and does not end or hold up the process.
 void secure_standard_descriptors();
 
-/// Lowers the process's limit of descriptors while it lives. libwebsockets takes the limit at the
-/// creation of its context for its own, and drops connections beyond; what lies above stays for the
-/// reader libraries and the service's files. Without that, accepting would fail for want of a
-/// descriptor, and libwebsockets would try again without a pause.
-class DescriptorReserve {
- public:
-  DescriptorReserve();
-  ~DescriptorReserve();
-  DescriptorReserve(const DescriptorReserve&) = delete;
-  DescriptorReserve& operator=(const DescriptorReserve&) = delete;
-
- private:
-  rlimit before{};
-};
+/// Whether a connection may keep this descriptor. The highest ones that the process's limit allows
+/// stay for the reader libraries and the service's files; without that, accepting would fail for
+/// want of a descriptor, and libwebsockets would try again without a pause.
+bool connection_may_have(int descriptor);
 
 /// Creates the service's System V shared-memory segment, unless it exists. `variant` is curlx.
 void create_shared_memory(int variant);
@@ -41,5 +30,6 @@ void create_shared_memory(int variant);
 /// says, or "none" when it can't be run.
 void read_architecture(char* out, std::size_t size);
 
-/// Writes the operating system's name to hostname.txt in the working directory.
-void write_host_file();
+/// Writes the operating system's name to hostname.txt in the working directory, unless something
+/// other than a regular file has that name. Returns why it was not written; empty when it was.
+std::string write_host_file();

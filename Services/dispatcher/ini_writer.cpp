@@ -1,6 +1,5 @@
 #include "Services/dispatcher/ini_writer.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,8 +10,8 @@
 #include <string_view>
 
 #include "config/ini.h"
-#include "util/handle/unique_file.h"
 #include "util/log/log.h"
+#include "util/os/regular_file.h"
 
 namespace {
 
@@ -89,9 +88,11 @@ bool overwrite(int fd, std::string_view old, std::string_view content) {
 }  // namespace
 
 void IniWriteValue(const char* header, const char* key, const char* value, const char* path) {
-  const UniqueFile file(std::fopen(path, "r+"));
+  std::string reason;
+  const UniqueFile file = open_regular_to_update(path, reason);
   if (!file) {
     print("%s: Opent file %s failed.\n", "Services/dispatcher", path);
+    log_error("%s can't be written: %s\n", path, reason.c_str());
     return;
   }
   std::string old;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "util/handle/unique_fd.h"
 #include "util/text/format.h"
@@ -21,6 +22,8 @@ constexpr int kRetryBudget = 30;
 constexpr int kLastStep = 256;  // steps of the schedule double from 1 to this
 constexpr int kLastPausedStep = 128;
 constexpr unsigned kPauseUnitUs = 250;
+
+bool turn_is_free = true;
 
 int change_flags(int fd, int set, int clear) {
   const int flags = fcntl(fd, F_GETFL, 0);
@@ -37,6 +40,10 @@ sockaddr_in socket_address(const char* ip, int port) {
 }
 
 }  // namespace
+
+void begin_check_pass() { turn_is_free = true; }
+
+bool take_check_turn() { return std::exchange(turn_is_free, false); }
 
 int set_socket_nonblock(int fd) { return change_flags(fd, O_NONBLOCK, 0); }
 

@@ -4,6 +4,12 @@
 
 struct sockaddr;
 
+/// A check holds the service for milliseconds, so one is made in each pass of the service loop,
+/// lest a flood of them hold up everybody else for their sum. Opens the next pass.
+void begin_check_pass();
+/// Whether a check may be made in this pass: the first to ask may.
+bool take_check_turn();
+
 /// Checks that a TCP connection to `ip` (dotted IPv4 text; anything else stands for
 /// 255.255.255.255) and the low 16 bits of `port` succeeds, within about four milliseconds, and
 /// closes it. On failure `errmsg` of `size` bytes holds the reason (GBK).

@@ -11,6 +11,7 @@
 #include "config/ini.h"
 #include "util/json/failure_reply.h"
 #include "util/json/json_object.h"
+#include "util/log/log.h"
 #include "util/text/ascii.h"
 #include "util/text/format.h"
 #include "util/text/gbk.h"
@@ -60,8 +61,10 @@ bool read_settings(TextBuffer out) {
     char path[kProgramPathSize];
     if (!settings_path(path)) return refuse(out, messages::kSettingsPathTooLong);
     CIni ini;
-    if (ini.OpenFile(path, "r") == 2)
+    if (ini.OpenFile(path, "r") == 2) {
+      log_error("%s can't be read: %s\n", path, ini.failure().c_str());
       return refuse(out, format_text(messages::kCannotOpenSettings, path));
+    }
     neb::CJsonObject reply(Charset::kGbk);
     add(reply, "result", "true");
     add(reply, "ip", stored(ini, kAddressKey, kStoredAddressSize));
@@ -80,6 +83,7 @@ bool update_settings(const char* command, TextBuffer out) {
   int port = 0;
   json.Get("port", port);
   if (port == 0) return refuse(out, messages::kNoPort);
+  if (!take_check_turn()) return refuse(out, messages::kBusy);
   char reason[kReasonSize] = {};
   if (!store_server_address(ip.c_str(), port, reason)) return refuse(out, reason);
   neb::CJsonObject reply;

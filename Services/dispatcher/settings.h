@@ -14,9 +14,11 @@ inline constexpr std::size_t kReasonSize = 200;
 bool read_settings(TextBuffer out);
 
 /// Answers "config": stores the address that the command text names in "ip" and "port". False,
-/// with a failure reply, unless it has been stored.
+/// with a failure reply, unless it has been stored. The second one in one pass of the service loop
+/// whose address would have to be checked is refused as busy (see begin_check_pass).
 bool update_settings(const char* command, TextBuffer out);
 
 /// Stores the address once a TCP connection to it has succeeded. On failure `errmsg` holds the
-/// reason and nothing is stored. A file that can't be written is reported on standard output only.
+/// reason and nothing is stored. A file that can't be written is reported on standard output
+/// and in the log only.
 bool store_server_address(const char* ip, int port, TextBuffer errmsg);

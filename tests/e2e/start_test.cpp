@@ -1,7 +1,12 @@
 // Starting the service: names, messages, files, failures.
 
 #include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <functional>
+
+#include "tests/support/checked.h"
 #include "tests/support/service_test.h"
 #include "tests/support/ws_socket.h"
 
@@ -78,33 +83,71 @@ TEST_F(StartTest, ServiceIniIsReadWithinItsLimits) {
                    ".so\nlib20=last.so\nlib21=none.so\n[SERVER]\nlocalport=" +
                    std::string(length - digits.size(), '0') + digits + "\n");
     daemon.emplace(folder);
-    daemon->wait_for_message("Server RUNNING .");
+    daemon->wait_for_message(length == 9 ? "Server RUNNING ." : "Server init failed");
     EXPECT_TRUE(said("loading begin =one.so\n") && said("loading begin =last.so\n"));
-    EXPECT_FALSE(said("loading begin =reader") || said("none.so"));
+    EXPECT_FALSE(said("loading begin =reader") || said("loading begin =none.so"));
+    EXPECT_TRUE(said("lib2=reader names no .so file") &&
+                said("\"lib21=none.so\": there is no such key"));
     EXPECT_TRUE(said("[REGISTER] lib3 is longer than 199 characters"));
     EXPECT_EQ(length == 9, said("localhost port:" + digits)) << length;
-    EXPECT_EQ(0, daemon->stop());
+    EXPECT_EQ(length == 9 ? 0 : 1, length == 9 ? daemon->stop() : daemon->process().wait());
   }
-}
-
-TEST_F(StartTest, MissingServiceIniIsNamedAndTheServiceStartsWithoutReaders) {
-  const fs::path ini = folder.path() / "bin/quorvel_service.ini";
-  fs::remove(ini);
-  daemon.emplace(folder);
-  daemon->wait_for_message("Server RUNNING .");
-  EXPECT_TRUE(said("open inifile " + ini.string() + " error!\n"));
-  EXPECT_EQ(0, daemon->stop());
 }
 
 TEST_F(StartTest, StartThatFailsEndsWithStatusOneAndNamesTheCause) {
   const TcpSocket other = TcpSocket::listen(1);
-  const std::string taken = "port " + std::to_string(other.local_port());
-  folder.write_service_ini({}, other.local_port());
-  for (const auto& [arguments, cause] :
-       {std::pair{std::vector<std::string>{}, taken}, {{"-s"}, "localhost-100y.cert"}}) {
-    daemon.emplace(folder, arguments);
+  const fs::path ini = folder.service_ini();
+  const fs::path key = folder.path() / "localhost-100y.key";
+  const fs::path certificate = folder.path() / "localhost-100y.cert";
+  const std::vector<std::string> plain;
+  const std::vector<std::string> tls = {"-s"};
+  const auto use = [this](uint16_t listening) { folder.write_service_ini({}, listening); };
+  struct Row {
+    std::string cause;
+    const std::vector<std::string>& arguments;
+    std::function<void()> prepare;
+  };
+  std::vector<Row> rows = {
+      {"port " + std::to_string(other.local_port()) + " is taken", plain,
+       [&] { use(other.local_port()); }},
+      {"localhost-100y.cert can't be read", tls, [&] { use(port); }},
+      {"localhost-100y.cert can't be read in the working directory (it is no regular file)", tls,
+       [&] { checked(mkfifo(certificate.c_str(), 0600), "mkfifo"); }},
+      {"localhost-100y.key is not the key of localhost-100y.cert", tls,
+       [&] {
+         fs::remove(certificate);
+         folder.make_certificate();
+         const std::string first = read_file(key);
+         folder.make_certificate();
+         write_file(key, first);
+       }},
+      {"localhost-100y.key holds no key", tls, [&] { write_file(key, "broken"); }},
+      {"localhost-100y.cert holds no certificate", tls, [&] { write_file(certificate, "broken"); }},
+      {ini.string() + " names no port in line 2, \"localport = 47392\"", plain,
+       [&] { write_file(ini, "[SERVER]\nlocalport = 47392\n"); }},
+      {ini.string() + " can't be read (No such file or directory)", plain,
+       [&] { fs::remove(ini); }},
+      {ini.string() + " can't be read (it is no regular file)", plain,
+       [&] { checked(mkfifo(ini.c_str(), 0600), "mkfifo"); }},
+  };
+  if (geteuid() == 0) {
+    // Without root's right to open the ports below 1024.
+    rows.push_back({"port 443 may not be opened by this user", plain, [&] {
+                      fs::remove(ini);
+                      use(443);
+                      fs::rename(folder.program(), folder.path() / "bin/service");
+                      write_file(folder.program(),
+                                 "#!/bin/sh\nexec setpriv --bounding-set=-net_bind_service "
+                                 "bin/service\n");
+                      fs::permissions(folder.program(), fs::perms::owner_all);
+                    }});
+  }
+  for (const Row& row : rows) {
+    row.prepare();
+    daemon.emplace(folder, row.arguments);
     EXPECT_EQ(1, daemon->process().wait());
-    EXPECT_TRUE(said("Server init failed\n") && said(cause)) << daemon->errors();
+    EXPECT_TRUE(said("Server init failed\n") && said(row.cause)) << row.cause << "\n"
+                                                                 << daemon->errors();
   }
 }
 

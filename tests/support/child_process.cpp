@@ -88,6 +88,18 @@ size_t ChildProcess::resident_bytes() const {
   return resident_pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }
 
+std::chrono::milliseconds ChildProcess::processor_time() const {
+  std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+  std::string field;
+  constexpr int kFieldsBefore = 13;  // the program's name, without blanks, is one of them
+  for (int count = 0; count < kFieldsBefore; ++count) stat >> field;
+  long user_ticks = 0;
+  long system_ticks = 0;
+  if (!(stat >> user_ticks >> system_ticks))
+    throw std::runtime_error("process " + std::to_string(process) + " has ended");
+  return std::chrono::milliseconds(1000 * (user_ticks + system_ticks) / sysconf(_SC_CLK_TCK));
+}
+
 ProgramResult run_program(const std::vector<std::string>& arguments, const std::string& input) {
   const TemporaryFolder folder("program");
   const auto at = [&](const char* name) { return folder.path() / name; };

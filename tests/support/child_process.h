@@ -48,6 +48,7 @@ class ChildProcess {
   /// Figures of the running process, read from /proc. Throw std::runtime_error when it has ended.
   size_t open_descriptors() const;
   size_t resident_bytes() const;
+  std::chrono::milliseconds processor_time() const;
 
  private:
   pid_t process = 0;

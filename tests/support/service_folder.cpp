@@ -5,6 +5,7 @@
 #include "tests/support/child_process.h"
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 ServiceFolder::ServiceFolder(const fs::path& installed, const std::string& mark) : folder(mark) {
   fs::create_directory(path() / "bin");
@@ -25,16 +26,19 @@ void ServiceFolder::write_service_ini(const std::vector<std::string>& libraries,
     text += "lib" + std::to_string(index + 1) + "=" + libraries[index] + "\n";
   }
   text += "[SERVER]\nlocalport=" + std::to_string(port) + "\n" + sections;
-  write_file(path() / "bin/quorvel_service.ini", text);
+  write_file(service_ini(), text);
 }
 
-fs::path ServiceFolder::make_certificate() const {
+fs::path ServiceFolder::make_certificate(const std::vector<std::string>& key) const {
   fs::path certificate = path() / "localhost-100y.cert";
-  const ProgramResult result =
-      run_program({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
-                   "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=localhost",
-                   "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1", "-keyout",
-                   (path() / "localhost-100y.key").string(), "-out", certificate.string()});
+  std::vector<std::string> arguments = {"openssl", "req", "-x509", "-newkey"};
+  arguments.insert(arguments.end(), key.begin(), key.end());
+  for (const std::string& argument :
+       {"-nodes"s, "-days"s, "2"s, "-subj"s, "/CN=localhost"s, "-addext"s,
+        "subjectAltName=DNS:localhost,IP:127.0.0.1"s, "-keyout"s,
+        (path() / "localhost-100y.key").string(), "-out"s, certificate.string()})
+    arguments.push_back(argument);
+  const ProgramResult result = run_program(arguments);
   if (result.status != 0) throw std::runtime_error("openssl: " + result.errors);
   return certificate;
 }

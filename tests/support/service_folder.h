@@ -18,6 +18,7 @@ class ServiceFolder {
 
   const std::filesystem::path& path() const { return folder.path(); }
   std::filesystem::path program() const { return path() / "bin/quorvelserver"; }
+  std::filesystem::path service_ini() const { return path() / "bin/quorvel_service.ini"; }
   std::filesystem::path server_ini() const { return path() / "bin/quorvel.ini"; }
 
   /// Writes bin/quorvel_service.ini: lib1, lib2, ... in the given order, the port, and further
@@ -26,8 +27,11 @@ class ServiceFolder {
                          const std::string& sections = {}) const;
 
   /// Makes the key and the self-signed certificate (for localhost and 127.0.0.1) that the service
-  /// reads when it serves TLS. Returns the certificate's path. Throws std::runtime_error.
-  std::filesystem::path make_certificate() const;
+  /// reads when it serves TLS. `key` are openssl's arguments for a new key. Returns the
+  /// certificate's path. Throws std::runtime_error.
+  std::filesystem::path make_certificate(const std::vector<std::string>& key = {
+                                             "ec", "-pkeyopt",
+                                             "ec_paramgen_curve:prime256v1"}) const;
 
  private:
   TemporaryFolder folder;

@@ -142,6 +142,8 @@ bool log_admits(LogLevel level, const char* format) {
     va_end(arguments);                                 \
   } while (false)
 
+// NOLINTBEGIN(cert-dcl50-cpp): the compiler checks the arguments against the formats
+
 void log_admitted(LogLevel level, const char* format, ...) {
   WRITE_ARGUMENTS(standard_error, level_of(static_cast<unsigned>(level)));
 }
@@ -170,6 +172,8 @@ void log_bare_error(const char* format, ...) { WRITE_ARGUMENTS(standard_error, k
 void print(const char* format, ...) {
   if (limit.admit(format, this_second())) WRITE_ARGUMENTS(standard_output, kPlain);
 }
+
+// NOLINTEND(cert-dcl50-cpp)
 
 void log_component(unsigned level_bit, std::string_view line) {
   static constexpr char kKinds[32] = {};  // an address for each level
@@ -202,4 +206,6 @@ void flush_log() {
       write_line(standard_error, level_of(static_cast<unsigned>(LogLevel::kNotice)),
                  format_text("%u more: ", left.lines) + kind, true);
   }
+  standard_output.flush();
+  standard_error.flush();
 }

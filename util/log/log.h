@@ -47,5 +47,6 @@ void set_log_charset_utf8(bool utf8);
 bool is_log_charset_utf8();
 /// Sees to it that printing never blocks. Once, at the start of the service.
 void settle_log();
-/// Writes how many lines of each kind were left out. About once a second.
+/// Writes how many lines of each kind were left out, and how many found no room. About once a
+/// second.
 void flush_log();

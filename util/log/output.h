@@ -21,9 +21,12 @@ class Output {
 
   /// Writes the line, which holds its own line end.
   void write(std::string_view line);
+  /// Writes what waits for room: the end of a line, the count of lost lines. Now and then.
+  void flush();
 
  private:
-  enum class Kind { kPlain, kSocket, kPolled };
+  /// kGuarded: blocks, and can't be made not to without changing it for others.
+  enum class Kind { kPlain, kSocket, kGuarded };
 
   bool try_write(std::string_view line);
   bool send_rest();

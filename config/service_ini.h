@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "config/ini.h"
+
+/// The service INI file, read once at the start of the service. What is wrong with it is said in
+/// the log: in general by its constructor, and by the functions for the values that they give.
+class ServiceIni {
+ public:
+  /// Reads the file at `path` and names every line of it that has no effect. A file that can't be
+  /// read counts as empty.
+  explicit ServiceIni(std::string path);
+
+  CIni& values() { return ini; }
+
+  /// [SERVER] localport: the TCP port to listen on, or 0 when the file names none that can be used.
+  int listening_port();
+  /// [LOG] charset: whether the log is to be written in UTF-8 instead of GBK.
+  bool log_in_utf8();
+
+ private:
+  void report_lines() const;
+
+  const std::string path;
+  CIni ini;
+  bool readable;
+};

@@ -1,0 +1,61 @@
+#include "config/service_ini.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/files.h"
+
+namespace {
+
+struct Row {
+  const char* content;
+  int port;
+  const char* said;  ///< a part of what the log says; "" when it says nothing
+};
+
+void PrintTo(const Row& row, std::ostream* out) { *out << row.content; }
+
+class ServiceIniTest : public testing::TestWithParam<Row> {};
+
+TEST_P(ServiceIniTest, TakesAPortOrSaysWhatIsWrong) {
+  const Row& row = GetParam();
+  const TemporaryFile file(row.content);
+  testing::internal::CaptureStderr();
+  ServiceIni ini(file.name());
+  EXPECT_EQ(ini.listening_port(), row.port);
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_NE(said.find(row.said), std::string::npos) << said;
+  EXPECT_EQ(said.empty(), *row.said == '\0') << said;
+  EXPECT_EQ(said.find(file.name()) == std::string::npos, *row.said == '\0');
+}
+
+#define GOOD "[SERVER]\nlocalport=47392\n"
+
+const Row kRows[] = {
+    {GOOD, 47392, ""},
+    {"; a\n\n[REGISTER]\r\nlib1=a.so\r\nlib20=b.so\r\n[LOG]\ncharset=gbk\n" GOOD, 47392, ""},
+    {"[SERVER]\nlocalport= 65535 ;\n", 65535, ""},
+    {"[SERVER]\nlocalport =47392\n", 0,
+     "line 2, \"localport =47392\": there is no such key: write"},
+    {"[SERVER]\nlocalport =47392\n", 0, "names no port in line 2, \"localport =47392\": write"},
+    {"[SERVER]\nLocalPort=1\n", 0, "write localport=... without blanks under [SERVER]"},
+    {"[SERVER]\nlocalport=99999\n", 0, "\"localport=99999\""},
+    {"[SERVER]\nlocalport=0\n", 0, "localport=0"},
+    {"[SERVER]\nlocalport=-1\n", 0, "localport=-1"},
+    {"[SERVER]\nlocalport=80x\n", 0, "localport=80x"},
+    {GOOD "[ISOLATED]\nlib1=10\n", 47392, ""},
+    {"[SERVER]\nlocalport=0000047392\n", 0, "localport=0000047392"},
+    {"[SERVER]\nlocalport=\n", 0, "localport="},
+    {"[SERVER]\n", 0, "has no line localport= in [SERVER]"},
+    {GOOD "[REGISTER]\nlib21=a.so\n", 47392, "line 4, \"lib21=a.so\": there is no such key\n"},
+    {GOOD "[REGISTER]\nlib01=a.so\n", 47392, "\"lib01=a.so\": there is no such key\n"},
+    {"lib1=a.so\n" GOOD, 47392, "\"lib1=a.so\": it stands in no section"},
+    {"[Server] \nlocalport=1\n" GOOD, 47392, "\"[Server] \": there is no such section"},
+    {GOOD "[LOG]\ncharset\n", 47392, "\"charset\": it is neither"},
+    {GOOD "localport=47392\n", 47392, "line 3, \"localport=47392\": the key occurs again"},
+    {"[SERVER]\nlocalport=1\n[SERVER]\n", 0, "line 3, \"[SERVER]\": the section occurs again"},
+};
+INSTANTIATE_TEST_SUITE_P(Table, ServiceIniTest, testing::ValuesIn(kRows));
+
+}  // namespace

@@ -154,6 +154,22 @@ TEST_F(CardTest, FilesLongerThanAnAnswerAreReadInEachWay) {
   expect_reply(failed("3002"), library.call("readcardbas"));
 }
 
+TEST_F(CardTest, CardOfAnotherMakeIsRead) {
+  library.write_profiles(
+      "[vpicc]\natr=3B*\n[vpicc readcardbas]\nstep=select path 5000 5001\n"
+      "step=read binary as file\nstep=read binary 4 300 extended as part\n"
+      "step=select ef 5002\nstep=read records 1 to 3 as records\n"
+      "step=select ef 5003 optional\nstep=read binary as missing\n"
+      "member.end=file bytes 590 ascii\nmember.part=part bytes 290 ascii\n"
+      "member.first=records record 1 ascii\nmember.second=records record 2 ascii\n"
+      "member.third=records record 3 ascii\nmember.missing=missing ascii\n");
+  const ChildProcess card(Launch{"/usr/bin/python3", {"python3", VPICC_CARD}});
+  wait_for_card();
+  EXPECT_EQ(ok(R"("end":"4701480149","part":"7300740075","first":"first","second":"second",)"
+               R"("third":"","missing":"")"),
+            library.call("readcardbas"));
+}
+
 TEST_F(CardTest, WorkedExampleOfTheManualIsTrue) {
   library.write_profiles(
       "[library-card]\nname=Town library\natr=3B 68 00 00 *\n[library-card readcardbas]\n"

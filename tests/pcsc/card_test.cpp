@@ -136,7 +136,7 @@ TEST_F(CardTest, FilesLongerThanAnAnswerAreReadInEachWay) {
   card.files["3F00/0001"] = content;
   card.objects["0101"] = content;
   for (const std::string& atr : {kT1Atr, kT0Atr}) {
-    for (const std::size_t most : {256, 100}) {
+    for (const std::size_t most : {std::size_t{256}, std::size_t{100}}) {
       card.is_t0 = card.gives_exactly = atr == kT0Atr;
       card.wants_information = most == 100;
       card.most = most;

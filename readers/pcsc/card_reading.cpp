@@ -37,7 +37,7 @@ Answer select(Card& card, unsigned char p1, const std::string& what, bool with_i
     return Command{kSelect, p1, with ? kWithInformation : kNoInformation, what,
                    with ? kShortest : 0};
   };
-  const Answer answer = send(card, command(with_information));
+  Answer answer = send(card, command(with_information));
   if (answer.status != status::kWrongParameters) return answer;
   return send(card, command(!with_information));
 }

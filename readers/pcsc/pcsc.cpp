@@ -90,8 +90,8 @@ std::vector<ReaderState> Context::readers() const {
     states.back().dwCurrentState = SCARD_STATE_UNAWARE;
   }
   check(SCardGetStatusChange(handle, 0, states.data(), states.size()), "SCardGetStatusChange");
-  std::vector<ReaderState> readers;
-  for (const SCARD_READERSTATE& state : states) readers.push_back(to_state(state));
+  std::vector<ReaderState> readers(states.size());
+  std::transform(states.begin(), states.end(), readers.begin(), to_state);
   return readers;
 }
 

@@ -136,7 +136,7 @@ TEST_F(CardTest, FilesLongerThanAnAnswerAreReadInEachWay) {
   card.files["3F00/0001"] = content;
   card.objects["0101"] = content;
   for (const std::string& atr : {kT1Atr, kT0Atr}) {
-    for (const std::size_t most : {256, 100}) {
+    for (const std::size_t most : {std::size_t{256}, std::size_t{100}}) {
       card.is_t0 = card.gives_exactly = atr == kT0Atr;
       card.wants_information = most == 100;
       card.most = most;
@@ -152,6 +152,22 @@ TEST_F(CardTest, FilesLongerThanAnAnswerAreReadInEachWay) {
   card.files["3F00/0001"] = content + content;
   library.write_profiles(profiles("read binary"));
   expect_reply(failed("3002"), library.call("readcardbas"));
+}
+
+TEST_F(CardTest, CardOfAnotherMakeIsRead) {
+  library.write_profiles(
+      "[vpicc]\natr=3B*\n[vpicc readcardbas]\nstep=select path 5000 5001\n"
+      "step=read binary as file\nstep=read binary 4 300 extended as part\n"
+      "step=select ef 5002\nstep=read records 1 to 3 as records\n"
+      "step=select ef 5003 optional\nstep=read binary as missing\n"
+      "member.end=file bytes 590 ascii\nmember.part=part bytes 290 ascii\n"
+      "member.first=records record 1 ascii\nmember.second=records record 2 ascii\n"
+      "member.third=records record 3 ascii\nmember.missing=missing ascii\n");
+  const ChildProcess card(Launch{"/usr/bin/python3", {"python3", VPICC_CARD}});
+  wait_for_card();
+  EXPECT_EQ(ok(R"("end":"4701480149","part":"7300740075","first":"first","second":"second",)"
+               R"("third":"","missing":"")"),
+            library.call("readcardbas"));
 }
 
 TEST_F(CardTest, WorkedExampleOfTheManualIsTrue) {

@@ -57,7 +57,9 @@ TEST(ProfileTest, EachMistakeIsNamedByLineSectionKeyAndCure) {
   for (const auto& [text, mistake] : rows) {
     std::vector<std::string> mistakes;
     parse_profiles(text, mistakes);
-    const auto is_it = [&](const std::string& found) { return found.rfind(mistake, 0) == 0; };
+    const auto is_it = [&wanted = mistake](const std::string& found) {
+      return found.rfind(wanted, 0) == 0;
+    };
     EXPECT_TRUE(std::any_of(mistakes.begin(), mistakes.end(), is_it))
         << text << "\n"
         << testing::PrintToString(mistakes);

@@ -119,8 +119,8 @@ VirtualCard::~VirtualCard() {
 void VirtualCard::serve() {
   static constexpr char kGiveAtr = 4;
   while (const auto size = receive(2)) {
-    const auto message = receive(static_cast<unsigned char>((*size)[0]) << 8 |
-                                 static_cast<unsigned char>((*size)[1]));
+    const std::size_t high = static_cast<unsigned char>((*size)[0]);
+    const auto message = receive(high << 8 | static_cast<unsigned char>((*size)[1]));
     if (!message) return;
     try {
       if (message->size() > 1)

@@ -20,6 +20,7 @@ endfunction()
 place(quorvelserver.service usr/lib/systemd/system)
 place(quorvelserver.default etc/default quorvelserver)
 place(60-quorvelserver.rules usr/lib/udev/rules.d)
+place(60-quorvelserver.polkit usr/share/polkit-1/rules.d 60-quorvelserver.rules)
 place(debian/copyright ${doc})
 place(debian/lintian-overrides usr/share/lintian/overrides quorvelserver)
 

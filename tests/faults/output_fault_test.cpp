@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <thread>
 
 #include "tests/support/checked.h"
 #include "tests/support/service_test.h"
@@ -59,7 +60,10 @@ void fill(int descriptor) {
     return own.get() >= 0 ? write(own.get(), block.data(), block.size())
                           : send(descriptor, block.data(), block.size(), MSG_DONTWAIT);
   };
-  while (write_on() > 0) {
+  // A terminal passes what it holds on to its reader's side a little later, and has room again.
+  for (int full = 0; full < 20; ++full) {
+    while (write_on() > 0) full = 0;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 }
 
@@ -88,7 +92,6 @@ TEST_F(OutputFaultTest, OutputThatNobodyReadsHoldsUpNothingAndIsLeftAsItWas) {
     start_on(writer);
     EXPECT_EQ(flags, fcntl(writer, F_GETFL)) << "whoever shares it would find it changed";
     EXPECT_EQ(echo_reply(1), ask(echo_request(1)));
-    drain(reader);
     std::string seen;
     EXPECT_TRUE(eventually([&, end = reader] {
       seen += drain(end);

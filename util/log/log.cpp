@@ -80,10 +80,10 @@ void disarm(std::string& line) {
 }
 
 /// The line as it is written, without line ends.
-std::string finished(std::string_view text) {
+std::string finished(std::string_view text, bool to_utf8) {
   std::string line = clean_gbk(text, kLongestLine);
   if (line.size() < text.size()) line += "...";
-  if (in_utf8 && !is_ascii(line)) {
+  if (to_utf8 && !is_ascii(line)) {
     std::string utf8(kLargestGrowth * line.size() + 1, '\0');
     library_text_to_utf8(line, {utf8.data(), utf8.size()});
     utf8.resize(utf8.find('\0'));
@@ -104,7 +104,7 @@ void write_line(Output& output, const Level& level, std::string_view text, bool 
   } else if (level.letter != '\0') {
     line += time_and_letter(level.letter);
   }
-  line += finished(text);
+  line += finished(text, in_utf8 || output.is_journal());
   if (ends || output.is_journal()) line += '\n';
   output.write(line);
 }

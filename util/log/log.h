@@ -42,7 +42,8 @@ void log_component(unsigned level_bit, std::string_view line);
 
 /// Sets the mask of the levels to show; at first it holds the four above.
 void set_log_levels(unsigned mask);
-/// Whether lines are written in UTF-8 instead of GBK.
+/// Whether lines are written in UTF-8 instead of GBK. To the journal, which shows nothing else,
+/// they always are.
 void set_log_charset_utf8(bool utf8);
 bool is_log_charset_utf8();
 /// Sees to it that printing never blocks. Once, at the start of the service.

@@ -7,14 +7,12 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
 
 #include "tests/support/checked.h"
 #include "tests/support/eventually.h"
-#include "tests/support/ws_frame.h"
 #include "tests/support/ws_socket.h"
 #include "util/handle/unique_fd.h"
 
@@ -24,13 +22,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kEventsAtOnce = 64;
 constexpr int kSilenceMs = std::chrono::milliseconds(kPatience).count();
-constexpr unsigned char kWholeTextFrame = 0x81;
-
-double thread_cpu_seconds() {
-  timespec used{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-  return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
-}
 
 double percentile_us(std::vector<std::uint32_t>& latencies_ns, double share) {
   if (latencies_ns.empty()) return 0;
@@ -44,8 +35,10 @@ double percentile_us(std::vector<std::uint32_t>& latencies_ns, double share) {
 
 class LoadGenerator::Connection {
  public:
-  Connection(std::uint16_t port, std::string_view request_bytes, std::string_view reply_bytes)
-      : socket(port), request(request_bytes), reply(reply_bytes) {}
+  Connection(const LoadPlan& plan, std::string_view request_bytes, std::string_view reply_bytes)
+      : socket(plan.websocket ? WsSocket(plan.port) : TcpSocket::connect(plan.port)),
+        request(request_bytes),
+        reply(reply_bytes) {}
 
   int descriptor() const { return socket.descriptor(); }
 
@@ -85,7 +78,7 @@ class LoadGenerator::Connection {
   }
 
  private:
-  WsSocket socket;
+  TcpSocket socket;
   std::string_view request;
   std::string_view reply;
   std::size_t sent = 0;
@@ -97,19 +90,18 @@ class LoadGenerator::Loop {
  public:
   explicit Loop(const LoadPlan& plan)
       : request(plan.request),
-        reply(unmasked_frame(kWholeTextFrame, plan.expected_reply)),
+        reply(plan.expected_reply),
         epoll(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
         block(reply.size() + 1) {
     connections.reserve(plan.connections);
     for (std::size_t index = 0; index < plan.connections; ++index) {
-      connections.emplace_back(plan.port, request, reply);
+      connections.emplace_back(plan, request, reply);
       watch(index, EPOLL_CTL_ADD, EPOLLIN);
     }
   }
 
   LoadResult run(std::chrono::milliseconds duration) {
     latencies.clear();
-    const double cpu_before = thread_cpu_seconds();
     const auto begun = Clock::now();
     deadline = begun + duration;
     for (std::size_t index = 0; index < connections.size(); ++index) start(index);
@@ -119,7 +111,6 @@ class LoadGenerator::Loop {
     LoadResult result;
     result.requests = static_cast<double>(latencies.size());
     result.requests_per_second = result.requests / seconds;
-    result.generator_share = (thread_cpu_seconds() - cpu_before) / seconds;
     result.p50_us = percentile_us(latencies, 0.5);
     result.p99_us = percentile_us(latencies, 0.99);
     return result;

@@ -6,13 +6,17 @@
 #include <memory>
 #include <string>
 
+/// First byte of a frame that is a whole text message.
+inline constexpr unsigned char kWholeTextFrame = 0x81;
+
 /// What a closed-loop load does: each connection sends its request, waits for the reply and sends
 /// the next request at once.
 struct LoadPlan {
   std::uint16_t port = 0;
   std::size_t connections = 1;
-  std::string request;         ///< the masked frames of one request
-  std::string expected_reply;  ///< payload of the reply, the same for every request
+  bool websocket = true;       ///< connections are upgraded; else they speak plain HTTP
+  std::string request;         ///< as it stands on the wire, like the reply
+  std::string expected_reply;  ///< the same for every request
 };
 
 struct LoadResult {
@@ -21,7 +25,6 @@ struct LoadResult {
   /// Latency from the call that sends the request's first byte until its reply is complete.
   double p50_us = 0;
   double p99_us = 0;
-  double generator_share = 0;  ///< CPU time of the calling thread; 1 is all of a core
 };
 
 /// Opens the connections of a plan and keeps them until it is destroyed. Used from one thread.

@@ -1,45 +1,59 @@
-// Measures the service beside a bare server on the same library and a Node.js server.
+// Measures the service beside a bare server on the same library, a Node.js server, itself in other
+// settings and an earlier version.
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "bench/load/report.h"
 #include "bench/load/scenarios.h"
+#include "tests/support/files.h"
 
 namespace {
 
 constexpr char kUsage[] =
-    "usage: quorvel_bench [--quick] STAGE READER ECHO_SERVER NODE_SERVER FIGURES\n"
+    "usage: quorvel_bench [--quick] [--baseline STAGE] STAGE READER ECHO_SERVER NODE_SERVER "
+    "REPORT\n"
     "  STAGE        directory in which the service is installed\n"
-    "  READER       the library of the reader that writes a constant\n"
+    "  READER       the library libbench_reader.so\n"
     "  ECHO_SERVER  the program quorvel_echo_server\n"
     "  NODE_SERVER  server.js, with its packages installed\n"
-    "  FIGURES      file to which all figures are written\n"
-    "  --quick      one short round, which shows that all works and no more\n";
+    "  REPORT       file to which the tables are written\n"
+    "  --quick      one short round, which shows that all works and no more\n"
+    "  --baseline   directory in which an earlier version is installed\n";
+
+/// False when the arguments are not as they should be.
+bool read_arguments(std::vector<std::string> arguments, BenchPlan& plan, std::string& path) {
+  auto next = arguments.begin();
+  const auto is_option = [&](const char* name) { return next != arguments.end() && *next == name; };
+  if (is_option("--quick")) {
+    plan.rounds = 1;
+    plan.duration = std::chrono::milliseconds(100);
+    ++next;
+  }
+  if (is_option("--baseline") && ++next != arguments.end()) plan.programs.earlier = *next++;
+  if (arguments.end() - next != 5) return false;
+  ServerPrograms& programs = plan.programs;
+  for (auto* place : {&programs.stage, &programs.reader, &programs.bare, &programs.node_main})
+    *place = *next++;
+  path = *next;
+  return true;
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
   BenchPlan plan;
-  int first = 1;
-  if (argc > 1 && std::strcmp(argv[1], "--quick") == 0) {
-    plan.rounds = 1;
-    plan.duration = std::chrono::milliseconds(100);
-    first = 2;
-  }
-  if (argc - first != 5) {
+  std::string path;
+  if (!read_arguments({argv + 1, argv + argc}, plan, path)) {
     std::fputs(kUsage, stderr);
     return 2;
   }
-  plan.programs = {argv[first], argv[first + 1], argv[first + 2], argv[first + 3]};
   try {
-    const Results results = measure(plan);
-    print_tables(results);
-    print_targets(results);
-    write_figures(results, argv[first + 4]);
+    const std::string text = report(measure(plan));
+    std::fputs(text.c_str(), stdout);
+    write_file(path, text);
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "quorvel_bench: %s\n", error.what());

@@ -19,6 +19,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::microseconds kPollInterval(200);
 constexpr double kKilobytesPerMegabyte = 1024;
+constexpr char kDemoLibrary[] = "libquorveldemo.so";
+constexpr char kIsolateBoth[] = "[ISOLATED]\nlib1=30\nlib2=30\n";
 
 /// Asks as soon as the server listens.
 std::string ask_when_ready(std::uint16_t port, const std::string& request) {
@@ -60,29 +62,25 @@ void use_server_cpu() { use_cpu(0); }
 void use_generator_cpu() { use_cpu(1); }
 
 const char* server_name(ServerKind kind) {
-  switch (kind) {
-    case ServerKind::kService:
-      return "service";
-    case ServerKind::kBare:
-      return "bare";
-    case ServerKind::kNode:
-      return "node";
-  }
-  return "";
+  static constexpr const char* kNames[] = {"service", "bare",     "node",
+                                           "logging", "isolated", "earlier"};
+  return kNames[static_cast<std::size_t>(kind)];
 }
 
 MeasuredServer::MeasuredServer(ServerKind kind, const ServerPrograms& programs,
                                const std::string& request, const std::string& reply)
     : listening_port(free_port()) {
-  if (kind == ServerKind::kService) {
-    folder = std::make_unique<ServiceFolder>(programs.stage);
-    folder->write_service_ini({"libquorveldemo.so", programs.reader.string()}, listening_port);
+  if (kind != ServerKind::kBare && kind != ServerKind::kNode) {
+    folder = std::make_unique<ServiceFolder>(kind == ServerKind::kEarlier ? programs.earlier
+                                                                          : programs.stage);
+    folder->write_service_ini({kDemoLibrary, programs.reader.string()}, listening_port,
+                              kind == ServerKind::kIsolated ? kIsolateBoth : "");
   }
   const auto begun = Clock::now();
   launch(kind, programs, reply);
   answered = ask_when_ready(listening_port, request);
   started_in_ms = std::chrono::duration<double, std::milli>(Clock::now() - begun).count();
-  if (kind != ServerKind::kService && answered != reply)
+  if (!reply.empty() && answered != reply)
     throw std::runtime_error(std::string(server_name(kind)) + " answers: " + answered);
 }
 
@@ -90,8 +88,10 @@ MeasuredServer::~MeasuredServer() = default;
 
 void MeasuredServer::launch(ServerKind kind, const ServerPrograms& programs,
                             const std::string& reply) {
-  if (kind == ServerKind::kService) {
-    daemon = std::make_unique<DaemonProcess>(*folder, std::vector<std::string>{"-d", "0"});
+  if (folder) {
+    const bool logs = kind == ServerKind::kLogging;
+    daemon = std::make_unique<DaemonProcess>(
+        *folder, logs ? std::vector<std::string>{} : std::vector<std::string>{"-d", "0"});
     process = daemon->process().pid();
     return;
   }
@@ -102,14 +102,24 @@ void MeasuredServer::launch(ServerKind kind, const ServerPrograms& programs,
     launch.arguments = {programs.bare.string(), port_text, reply};
   } else {
     launch.program = "node";
-    launch.arguments = {"node", programs.node_main.string(), port_text, reply};
+    launch.arguments = {"node", programs.node_main.string(), port_text, programs.reader.string()};
   }
   process = child.emplace(launch).pid();
 }
 
-Memory MeasuredServer::memory() const {
-  return {status_kilobytes(process, "VmRSS") / kKilobytesPerMegabyte,
-          status_kilobytes(process, "RssAnon") / kKilobytesPerMegabyte};
+double MeasuredServer::resident_mb() const {
+  return status_kilobytes(process, "VmRSS") / kKilobytesPerMegabyte;
+}
+
+double MeasuredServer::helper_resident_mb() const {
+  const std::string pid = std::to_string(process);
+  std::ifstream children("/proc/" + pid + "/task/" + pid + "/children");
+  for (pid_t child_pid = 0; children >> child_pid;) {
+    const std::string command = read_file("/proc/" + std::to_string(child_pid) + "/cmdline");
+    if (command.find(kDemoLibrary) != std::string::npos)
+      return status_kilobytes(child_pid, "VmRSS") / kKilobytesPerMegabyte;
+  }
+  throw std::runtime_error("the demo library has no helper process");
 }
 
 double MeasuredServer::cpu_seconds() const {

@@ -9,31 +9,36 @@
 
 #include "tests/support/daemon_process.h"
 
-enum class ServerKind { kService, kBare, kNode };
+enum class ServerKind {
+  kService,   ///< logging off
+  kBare,      ///< a libwebsockets server that answers with a constant
+  kNode,      ///< the service's job in Node.js
+  kLogging,   ///< the service at the default log level, standard error in a file
+  kIsolated,  ///< the service with its libraries isolated, logging off
+  kEarlier    ///< an earlier version of the service, logging off
+};
 
-/// All kinds in the order in which they take turns, and their names in figures.
-inline constexpr ServerKind kServerKinds[] = {ServerKind::kService, ServerKind::kBare,
-                                              ServerKind::kNode};
+/// All kinds in the order in which they take turns, and their names.
+inline constexpr ServerKind kServerKinds[] = {ServerKind::kService,  ServerKind::kBare,
+                                              ServerKind::kNode,     ServerKind::kLogging,
+                                              ServerKind::kIsolated, ServerKind::kEarlier};
 const char* server_name(ServerKind kind);
 
 /// Where the servers are found.
 struct ServerPrograms {
   std::filesystem::path stage;      ///< the installed service
-  std::filesystem::path reader;     ///< a reader library for it beside the demo library
+  std::filesystem::path earlier;    ///< the installed earlier version; empty when there is none
+  std::filesystem::path reader;     ///< the reader library of both, beside the demo library
   std::filesystem::path bare;       ///< the program quorvel_echo_server
   std::filesystem::path node_main;  ///< server.js, with its packages installed
-};
-
-struct Memory {
-  double resident_mb = 0;
-  double anonymous_mb = 0;  ///< the part of it that is neither a file's nor shared
 };
 
 /// One running server. The destructor ends it.
 class MeasuredServer {
  public:
-  /// Starts a server and returns when it has answered `request` (a request's text). Servers other
-  /// than the service answer with `reply`. Throws std::runtime_error when that fails.
+  /// Starts a server and returns when it has answered `request` (a request's text) with `reply`,
+  /// or, where that is empty, with anything. The bare server answers everything with it. Throws
+  /// std::runtime_error when that fails.
   MeasuredServer(ServerKind kind, const ServerPrograms& programs, const std::string& request,
                  const std::string& reply);
   MeasuredServer(const MeasuredServer&) = delete;
@@ -46,7 +51,9 @@ class MeasuredServer {
   /// From the launch to that reply.
   double start_ms() const { return started_in_ms; }
 
-  Memory memory() const;
+  double resident_mb() const;
+  /// Of the helper process that the service runs for the demo library.
+  double helper_resident_mb() const;
   /// CPU time used so far by all its threads, which other programs on the machine hardly change.
   double cpu_seconds() const;
 

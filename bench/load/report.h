@@ -1,15 +1,10 @@
 #pragma once
 
-#include <filesystem>
+#include <string>
 
 #include "bench/load/results.h"
 
-/// Prints the figures as tables on standard output.
-void print_tables(const Results& results);
-
-/// Prints each target with the figure reached on standard output.
-void print_targets(const Results& results);
-
-/// Writes all medians: a line for each with series, x, server, metric and value, parted by tabs.
-/// Throws std::runtime_error.
-void write_figures(const Results& results, const std::filesystem::path& path);
+/// The targets, each with what was reached, and the figures of each server, as two tables in
+/// Markdown. Throws std::out_of_range when a figure is missing, other than those of the earlier
+/// version.
+std::string report(const Results& results);

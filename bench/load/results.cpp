@@ -1,6 +1,7 @@
 #include "bench/load/results.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace {
 
@@ -10,14 +11,25 @@ double median_of(std::vector<double> list) {
   return list.size() % 2 == 1 ? list[half] : (list[half - 1] + list[half]) / 2;
 }
 
+template <typename Combine>
+double median_of_pairs(std::vector<double> left, const std::vector<double>& right,
+                       Combine combine) {
+  for (std::size_t round = 0; round < left.size(); ++round)
+    left[round] = combine(left[round], right.at(round));
+  return median_of(left);
+}
+
 }  // namespace
 
-double Results::median(const Key& key) const { return median_of(values.at(key)); }
+double Results::median(const std::string& figure, ServerKind server) const {
+  return median_of(of(figure, server));
+}
 
-double Results::ratio(const Key& upper, const Key& lower) const {
-  std::vector<double> quotients = values.at(upper);
-  const std::vector<double>& divisors = values.at(lower);
-  for (std::size_t round = 0; round < quotients.size(); ++round)
-    quotients[round] /= divisors.at(round);
-  return median_of(quotients);
+double Results::ratio(const std::string& figure, ServerKind server, const std::string& other_figure,
+                      ServerKind other) const {
+  return median_of_pairs(of(figure, server), of(other_figure, other), std::divides<>());
+}
+
+double Results::difference(const std::string& figure, ServerKind server, ServerKind other) const {
+  return median_of_pairs(of(figure, server), of(figure, other), std::minus<>());
 }

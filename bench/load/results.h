@@ -2,38 +2,38 @@
 
 #include <map>
 #include <string>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "bench/load/measured_server.h"
 
-/// All figures of a benchmark: for each series (such as "connections"), place on its axis (such as
-/// 50), server and metric (such as "rps") the values of all rounds, in the order of the rounds.
+/// All figures of a benchmark: for each figure (such as "rps 50") and server the values of all
+/// rounds, in the order of the rounds.
 class Results {
  public:
-  struct Key {
-    std::string series;
-    int x;
-    ServerKind server;
-    std::string metric;
+  void add(const std::string& figure, ServerKind server, double value) {
+    values[{figure, server}].push_back(value);
+  }
 
-    bool operator<(const Key& other) const {
-      return std::tie(series, x, server, metric) <
-             std::tie(other.series, other.x, other.server, other.metric);
-    }
-  };
+  bool has(const std::string& figure, ServerKind server) const {
+    return values.count({figure, server}) != 0;
+  }
 
-  void add(const Key& key, double value) { values[key].push_back(value); }
+  /// Throws std::out_of_range when there is no such figure, as do the next two.
+  double median(const std::string& figure, ServerKind server) const;
 
-  /// Throws std::out_of_range when there is no such figure.
-  double median(const Key& key) const;
-
-  /// The median over the rounds of one figure divided by another, which leaves out what the machine
-  /// did differently between the rounds.
-  double ratio(const Key& upper, const Key& lower) const;
-
-  const std::map<Key, std::vector<double>>& all() const { return values; }
+  /// The medians over the rounds of a figure of one server divided by, or less, that of another,
+  /// which leaves out what the machine did differently between the rounds.
+  double ratio(const std::string& figure, ServerKind server, const std::string& other_figure,
+               ServerKind other) const;
+  double difference(const std::string& figure, ServerKind server, ServerKind other) const;
 
  private:
-  std::map<Key, std::vector<double>> values;
+  using Values = std::vector<double>;
+
+  const Values& of(const std::string& figure, ServerKind server) const {
+    return values.at({figure, server});
+  }
+
+  std::map<std::pair<std::string, ServerKind>, Values> values;
 };

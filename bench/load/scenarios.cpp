@@ -1,153 +1,188 @@
 #include "bench/load/scenarios.h"
 
 #include <cstdio>
-#include <iterator>
+#include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "bench/load/load_generator.h"
+#include "tests/support/tcp_socket.h"
 #include "tests/support/ws_client.h"
 #include "tests/support/ws_frame.h"
-#include "tests/support/ws_socket.h"
 
 namespace {
 
-constexpr char kRequestStart[] = R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"})";
-constexpr std::size_t kPieces = 10;
-constexpr int kOtherConnections = 99;  // one entry of the table is left for the load itself
-constexpr int kFunctionIndices[] = {0, 1, 2, 3};
-static_assert(std::size(kFunctionIndices) == std::size(kFunctionRequests));
+constexpr char kCardRequest[] = R"({"fid":"bench.card","data":{"itype":3,"bae140":"3"}})";
+constexpr char kWithoutRequest[] = R"({"fid":"bench.without","data":{"itype":3,"bae140":"3"}})";
+constexpr char kWorkRequest[] = R"({"fid":"bench.work"})";
+constexpr char kOtherRequest[] = R"({"fid":"cardpresent"})";
+constexpr char kConfigRequest[] = R"({"fid":"getconfig"})";
+constexpr char kPageRequest[] = "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n";
+
+constexpr std::size_t kLargeSize = 100000;
+constexpr int kLargeConnections = 1;
+constexpr int kManyConnections = 50;
+constexpr int kMostConnections = 200;
+constexpr int kStarts = 5;  // of each server in a round, since one alone says little
 constexpr std::chrono::milliseconds kWarmUp(200);
+/// Of each load beside a library that works: all of them end before it does.
+constexpr std::chrono::milliseconds kBesideDuration(700);
+constexpr std::chrono::milliseconds kMargin(20);
 constexpr double kMicroseconds = 1e6;
+constexpr double kMicrosecondsPerMillisecond = 1e3;
 
-constexpr unsigned char kText = 0x01;
-constexpr unsigned char kContinuation = 0x00;
-constexpr unsigned char kFinal = 0x80;
+std::string frame(std::string_view text) { return masked_frame(kWholeTextFrame, text); }
 
-/// The request, filled up to a size with a member that the reader passes over.
-std::string request_text(std::size_t size = 0) {
-  std::string text = kRequestStart;
-  constexpr std::string_view kPad = R"(,"x":")";
-  const std::size_t least = text.size() + kPad.size() + 2;
-  if (size >= least) text.append(kPad).append(size - least, 'x') += '"';
-  return text += '}';
+/// The request with a member that the reader passes over.
+std::string large_request() {
+  std::string text = kCardRequest;
+  text.resize(text.size() - 2);
+  text += R"(,"x":")";
+  text.append(kLargeSize - text.size() - 3, 'x');
+  return text += R"("}})";
 }
 
-std::string frames(std::string_view text, std::size_t pieces) {
-  std::string wire;
-  for (std::size_t piece = 0; piece < pieces; ++piece) {
-    const std::size_t begin = text.size() * piece / pieces;
-    const std::size_t end = text.size() * (piece + 1) / pieces;
-    const unsigned opcode = piece == 0 ? kText : kContinuation;
-    const unsigned head = opcode | (piece + 1 == pieces ? kFinal : 0U);
-    wire += masked_frame(static_cast<unsigned char>(head), text.substr(begin, end - begin));
-  }
-  return wire;
-}
-
-/// One round with one server.
+/// One round.
 class Round {
  public:
-  Round(const BenchPlan& bench_plan, ServerKind server_kind, const MeasuredServer& measured,
-        Results& collected)
-      : plan(bench_plan), kind(server_kind), server(measured), results(collected) {}
-
-  void connections(int count) { load("connections", count, count, frames(request_text(), 1)); }
-
-  void whole(int size) {
-    const std::string text = request_text(static_cast<std::size_t>(size));
-    load("size_whole", size, kActiveConnections, frames(text, 1));
+  Round(const BenchPlan& bench_plan, Results& collected) : plan(bench_plan), results(collected) {
+    for (int count = 0; count < kStarts; ++count) {
+      for (const ServerKind kind : kServerKinds)
+        if (kind != ServerKind::kEarlier || !plan.programs.earlier.empty()) start(kind);
+    }
+    use_generator_cpu();
   }
 
-  void fragments(int size) {
-    const std::string text = request_text(static_cast<std::size_t>(size));
-    load("size_fragments", size, kActiveConnections, frames(text, kPieces));
-  }
-
-  void idle(int count) {
-    const auto others = open_others(count);
-    load("idle", count, kActiveConnections, frames(request_text(), 1));
-  }
-
-  void function(int index) {
-    const char* text = kFunctionRequests[index];
-    load("function", index, kFunctionConnections, frames(text, 1),
-         WsClient(server.port()).ask(text));
-  }
-
-  void held(int count) {
-    const auto others = open_others(kOtherConnections);
-    for (int index = 0; index < count; ++index)
-      others[static_cast<std::size_t>(index)].send(masked_frame(kText, kRequestStart));
-    load("held", count, 1, frames(request_text(), 2));
+  void run() {
+    for (const int count : kConnectionCounts)
+      if (count != kMostConnections) load_all(count);
+    load(ServerKind::kIsolated, "1", 1, kCardRequest);
+    for (const ServerKind kind :
+         {ServerKind::kIsolated, ServerKind::kLogging, ServerKind::kEarlier})
+      load(kind, std::to_string(kManyConnections), kManyConnections, kCardRequest);
+    for (const ServerKind kind : {ServerKind::kService, ServerKind::kNode})
+      load(kind, "without", kManyConnections, kWithoutRequest);
+    for (const ServerKind kind :
+         {ServerKind::kService, ServerKind::kBare, ServerKind::kNode, ServerKind::kEarlier})
+      load(kind, "large", kLargeConnections, large_request());
+    load_all(kMostConnections);  // last, since memory is read while its connections stand
+    results.add("helper", ServerKind::kIsolated,
+                servers.at(ServerKind::kIsolated)->helper_resident_mb());
+    beside_isolated();
+    beside_in_process();
   }
 
  private:
-  std::vector<WsSocket> open_others(int count) const {
-    std::vector<WsSocket> others;
-    others.reserve(static_cast<std::size_t>(count));
-    for (int index = 0; index < count; ++index) others.emplace_back(server.port());
-    return others;
+  void start(ServerKind kind) {
+    servers.erase(kind);
+    use_server_cpu();
+    auto& server = servers[kind] =
+        std::make_unique<MeasuredServer>(kind, plan.programs, kCardRequest, card);
+    if (card.empty()) card = server->first_reply();
+    results.add("start", kind, server->start_ms());
   }
 
-  void load(const char* series, int x, int connection_count, const std::string& wire) {
-    load(series, x, connection_count, wire, server.first_reply());
+  void load_all(int connections) {
+    for (const ServerKind kind : {ServerKind::kService, ServerKind::kBare, ServerKind::kNode})
+      load(kind, std::to_string(connections), connections, kCardRequest);
   }
 
-  void load(const char* series, int x, int connection_count, const std::string& wire,
-            const std::string& reply) {
+  LoadPlan load_plan(ServerKind kind, const std::string& text) {
     LoadPlan load_plan;
-    load_plan.port = server.port();
-    load_plan.connections = static_cast<std::size_t>(connection_count);
-    load_plan.request = wire;
-    load_plan.expected_reply = reply;
-    LoadGenerator generator(load_plan);
+    load_plan.port = servers.at(kind)->port();
+    load_plan.request = frame(text);
+    load_plan.expected_reply = unmasked_frame(kWholeTextFrame, WsClient(load_plan.port).ask(text));
+    return load_plan;
+  }
+
+  void load(ServerKind kind, const std::string& name, int connections, const std::string& text) {
+    if (servers.count(kind) == 0) return;
+    const MeasuredServer& server = *servers.at(kind);
+    LoadPlan what = load_plan(kind, text);
+    what.connections = static_cast<std::size_t>(connections);
+    if (name != "without" && what.expected_reply != unmasked_frame(kWholeTextFrame, card))
+      throw std::runtime_error(std::string(server_name(kind)) + " answers: " + what.expected_reply);
+    LoadGenerator generator(what);
     generator.run(kWarmUp);
     const double cpu_before = server.cpu_seconds();
     const LoadResult result = generator.run(plan.duration);
-    const auto add = [&](const char* metric, double value) {
-      results.add({series, x, kind, metric}, value);
-    };
-    add("rps", result.requests_per_second);
-    add("p50_us", result.p50_us);
-    add("p99_us", result.p99_us);
-    add("generator", result.generator_share);
-    add("cpu_us", kMicroseconds * (server.cpu_seconds() - cpu_before) / result.requests);
-    if (std::string_view(series) != "connections") return;
-    const Memory memory = server.memory();
-    add("resident_mb", memory.resident_mb);
-    add("anonymous_mb", memory.anonymous_mb);
+    const double cpu_us = kMicroseconds * (server.cpu_seconds() - cpu_before) / result.requests;
+    results.add("rps " + name, kind, result.requests_per_second);
+    results.add("p50 " + name, kind, result.p50_us);
+    results.add("p99 " + name, kind, result.p99_us);
+    results.add("cpu " + name, kind, cpu_us);
+    if (connections == kMostConnections) results.add("memory", kind, server.resident_mb());
+  }
+
+  LoadPlan page_plan(ServerKind kind) {
+    LoadPlan plan_of_page;
+    plan_of_page.port = servers.at(kind)->port();
+    plan_of_page.websocket = false;
+    plan_of_page.request = kPageRequest;
+    plan_of_page.expected_reply = first_page(plan_of_page.port);
+    return plan_of_page;
+  }
+
+  /// What the server sends for the page, up to its last byte.
+  static std::string first_page(std::uint16_t port) {
+    const TcpSocket socket = TcpSocket::connect(port);
+    socket.send(kPageRequest);
+    std::string page;
+    while (page.find("</html>\n") == std::string::npos) {
+      const std::string more = socket.receive_some();
+      if (more.empty()) throw std::runtime_error("no page: " + page);
+      page += more;
+    }
+    return page;
+  }
+
+  void beside(const char* when) {
+    constexpr ServerKind kKind = ServerKind::kIsolated;
+    const LoadPlan plans[] = {page_plan(kKind), load_plan(kKind, kConfigRequest),
+                              load_plan(kKind, kOtherRequest)};
+    std::size_t index = 0;
+    for (const char* what : kBesideWork) {
+      const LoadResult result = LoadGenerator(plans[index++]).run(kBesideDuration);
+      results.add(std::string(when) + " p50 " + what, kKind, result.p50_us);
+      results.add(std::string(when) + " p99 " + what, kKind, result.p99_us);
+    }
+  }
+
+  void beside_isolated() {
+    beside("idle");
+    const MeasuredServer& server = *servers.at(ServerKind::kIsolated);
+    WsClient client(server.port());
+    client.send(kWorkRequest);
+    beside("busy");
+    const auto measured = std::chrono::steady_clock::now();
+    require_work_done(client);
+    if (std::chrono::steady_clock::now() - measured < kMargin)
+      throw std::runtime_error("the library's work ended before the measurement");
+  }
+
+  void beside_in_process() {
+    WsClient client(servers.at(ServerKind::kService)->port());
+    LoadGenerator generator(page_plan(ServerKind::kService));
+    client.send(kWorkRequest);
+    const LoadResult result = generator.run(std::chrono::milliseconds(0));
+    results.add("wait", ServerKind::kService, result.p50_us / kMicrosecondsPerMillisecond);
+    require_work_done(client);
+  }
+
+  static void require_work_done(WsClient& client) {
+    const std::string reply = client.receive();
+    if (reply.find(R"("result":"true")") == std::string::npos)
+      throw std::runtime_error("the library's work failed: " + reply);
   }
 
   const BenchPlan& plan;
-  ServerKind kind;
-  const MeasuredServer& server;
   Results& results;
+  std::map<ServerKind, std::unique_ptr<MeasuredServer>> servers;
+  std::string card;  ///< the reply to kCardRequest
 };
-
-using Servers = std::vector<std::unique_ptr<MeasuredServer>>;
-
-Servers start_servers(const BenchPlan& plan, Results& results) {
-  use_server_cpu();
-  Servers servers;
-  std::string reply;
-  for (const ServerKind kind : kServerKinds) {
-    servers.push_back(std::make_unique<MeasuredServer>(kind, plan.programs, request_text(), reply));
-    reply = servers.back()->first_reply();
-    results.add({"start", 0, kind, "ms"}, servers.back()->start_ms());
-  }
-  use_generator_cpu();
-  return servers;
-}
-
-/// Lets every server take its turn at every place of an axis.
-template <typename Axis>
-void in_turn(std::vector<Round>& rounds, const Axis& axis, void (Round::*scenario)(int)) {
-  for (const int x : axis)
-    for (Round& round : rounds) (round.*scenario)(x);
-}
 
 }  // namespace
 
@@ -155,18 +190,7 @@ Results measure(const BenchPlan& plan) {
   Results results;
   for (int number = 1; number <= plan.rounds; ++number) {
     std::fprintf(stderr, "round %d of %d\n", number, plan.rounds);
-    const Servers servers = start_servers(plan, results);
-    std::vector<Round> rounds;
-    for (std::size_t index = 0; index < servers.size(); ++index)
-      rounds.emplace_back(plan, kServerKinds[index], *servers[index], results);
-    // Memory is read in the first series, while it shows that series' load alone.
-    in_turn(rounds, kConnectionCounts, &Round::connections);
-    in_turn(rounds, kIdleCounts, &Round::idle);
-    in_turn(rounds, kHeldCounts, &Round::held);
-    in_turn(rounds, kRequestSizes, &Round::whole);
-    in_turn(rounds, kRequestSizes, &Round::fragments);
-    rounds.pop_back();  // the Node.js server's
-    in_turn(rounds, kFunctionIndices, &Round::function);
+    Round(plan, results).run();
   }
   return results;
 }

@@ -1,7 +1,6 @@
 #include "util/json/json_scanner.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <clocale>
 #include <cmath>
@@ -52,37 +51,31 @@ void append_double(std::string& out, double value) {
   out.append(std::begin(text), end.ptr);
 }
 
-/// Which bytes of a string's content are copied as they are: all but the two that end or escape,
-/// and control bytes; in GBK also only ASCII.
-class PlainBytes {
- public:
-  explicit constexpr PlainBytes(unsigned limit) {
-    for (unsigned byte = 0x20; byte < limit; ++byte) plain[byte] = byte != '"' && byte != '\\';
-  }
-  bool operator()(char c) const { return plain[static_cast<unsigned char>(c)]; }
-
- private:
-  std::array<bool, 256> plain{};
-};
-
-constexpr PlainBytes kPlainInUtf8(0x100);
-constexpr PlainBytes kPlainInGbk(0x80);
-
 }  // namespace
 
 bool JsonScanner::scan() {
   print.reserve(source.size() + 64);  // room for what is usually added
-  return value();
+  found.reserve(8);                   // more than most documents have
+  if (!value()) return false;
+  leave_out(at);
+  return true;
+}
+
+/// Prints what has been read so far, and passes over what reaches from there to `end`.
+void JsonScanner::leave_out(std::size_t end) {
+  print.append(source, copied, at - copied);
+  at = copied = end;
 }
 
 void JsonScanner::skip_white_space() {
-  while (at < source.size() && static_cast<unsigned char>(source[at]) <= ' ') ++at;
+  std::size_t end = at;
+  while (end < source.size() && static_cast<unsigned char>(source[end]) <= ' ') ++end;
+  if (end != at) leave_out(end);
 }
 
 bool JsonScanner::take(char c) {
   skip_white_space();
   if (at >= source.size() || source[at] != c) return false;
-  print += c;
   ++at;
   return true;
 }
@@ -122,11 +115,11 @@ bool JsonScanner::object() {
 
 bool JsonScanner::member() {
   skip_white_space();
-  JsonMember place{print.size(), 0, 0, 0};
+  JsonMember place{printed(), 0, 0, 0};
   if (next() != '"' || !string() || !take(':')) return false;
-  place.value = print.size();
+  place.value = printed();
   if (!value()) return false;
-  place.end = print.size();
+  place.end = printed();
   place.number = last_number;
   if (depth == 1) found.push_back(place);
   return true;
@@ -147,17 +140,14 @@ bool JsonScanner::array() {
 
 bool JsonScanner::literal(std::string_view word) {
   if (source.substr(at, word.size()) != word) return false;
-  print += word;
   at += word.size();
   return true;
 }
 
 bool JsonScanner::string() {
   const std::size_t start = at++;
-  print += '"';
   string_content();
   if (next() == '"') {
-    print += '"';
     ++at;
     return true;
   }
@@ -167,19 +157,14 @@ bool JsonScanner::string() {
 
 /// Reads up to the closing quotation mark, or to the end of the text when there is none.
 void JsonScanner::string_content() {
-  const PlainBytes& is_plain = charset == Charset::kUtf8 ? kPlainInUtf8 : kPlainInGbk;
   while (at < source.size()) {
-    std::size_t end = at;
-    while (end < source.size() && is_plain(source[end])) ++end;
-    print.append(source, at, end - at);
-    at = end;
+    at += plain_length(source.substr(at), charset);
     if (at == source.size() || source[at] == '"') return;
     if (source[at] == '\\') {
       if (!escape()) return;
     } else {
-      const std::size_t length = char_length(source.substr(at), charset);
-      append_escaped(print, source.substr(at, length), charset);
-      at += length;
+      leave_out(at + 1);
+      append_escaped(print, source.substr(at - 1, 1), charset);
     }
   }
 }
@@ -194,9 +179,8 @@ bool JsonScanner::escape() {
   }
   if (source[at + 1] == 'u' && unicode_escape()) return true;
   if (kKept.find(source[at + 1]) == std::string_view::npos) {
-    ++at;
+    leave_out(at + 1);
   } else {
-    print += source.substr(at, 2);
     at += 2;
   }
   return true;
@@ -219,17 +203,19 @@ bool JsonScanner::unicode_escape() {
              (code == 0 && charset == Charset::kUtf8)) {
     code = kReplacementCharacter;
   }
+  if (code >= 0x80 && charset == Charset::kGbk && code != kReplacementCharacter) {
+    at += length;
+    return true;
+  }
+  leave_out(at + length);
   if (code < 0x80) {
     const char byte = static_cast<char>(code);
     append_escaped(print, {&byte, 1}, charset);
   } else if (charset == Charset::kUtf8) {
     append_utf8(print, code);
-  } else if (code == kReplacementCharacter) {
-    print += "\\ufffd";
   } else {
-    print += source.substr(at, length);
+    print += "\\ufffd";
   }
-  at += length;
   return true;
 }
 
@@ -256,21 +242,24 @@ bool JsonScanner::number() {
     if (end == exponent) return false;
     is_integer = is_integer && source.find_first_not_of('0', exponent) >= end;
   }
+  const bool has_zeros = source[first] == '0' && (first != from || end != first + 1);
+  if (end != integer_end || has_zeros) return print_number(end, integer_end, is_integer);
   at = end;
-  if (print_number(from, integer_end, is_integer)) return true;
-  at = from;
-  return false;
+  return true;
 }
 
-/// Prints the number that reaches from `from` to the current position; false when it is beyond the
+/// Prints the number that reaches from the current position to `end`; false when it is beyond the
 /// range of a double.
-bool JsonScanner::print_number(std::size_t from, std::size_t integer_end, bool is_integer) {
+bool JsonScanner::print_number(std::size_t end, std::size_t integer_end, bool is_integer) {
+  const std::size_t from = at;
   if (!is_integer) {
-    last_number = parse_double(std::string(source.substr(from, at - from)));
+    last_number = parse_double(std::string(source.substr(from, end - from)));
     if (!std::isfinite(last_number)) return false;
+    leave_out(end);
     append_double(print, last_number);
     return true;
   }
+  leave_out(end);
   const bool negative = source[from] == '-';
   std::string_view digits = source.substr(from, integer_end - from).substr(negative ? 1 : 0);
   digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size() - 1));

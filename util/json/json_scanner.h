@@ -34,6 +34,8 @@ class JsonScanner {
   std::vector<JsonMember>& members() { return found; }
 
  private:
+  void leave_out(std::size_t end);
+  std::size_t printed() const { return print.size() + at - copied; }
   void skip_white_space();
   char next() const { return at < source.size() ? source[at] : '\0'; }
   bool take(char c);
@@ -46,12 +48,13 @@ class JsonScanner {
   bool escape();
   bool unicode_escape();
   bool number();
-  bool print_number(std::size_t from, std::size_t integer_end, bool is_integer);
+  bool print_number(std::size_t end, std::size_t integer_end, bool is_integer);
   bool literal(std::string_view word);
 
   std::string_view source;
   Charset charset;
   std::size_t at = 0;
+  std::size_t copied = 0;  ///< from here to `at`, what stays as it is and is yet to be printed
   int depth = 0;
   double last_number = 0;
   std::string print;

@@ -1,6 +1,9 @@
 #include "util/json/json_text.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
 
 #include "util/text/ascii.h"
 #include "util/text/format.h"
@@ -14,6 +17,54 @@ constexpr std::string_view kControls = "\b\f\n\r\t";
 /// Stands for a byte of a GBK text that begins no character: left as it is, it would form one with
 /// a backslash that is printed behind it.
 constexpr std::string_view kStrayByte = "\\ufffd";
+
+/// Which bytes of a string's content stand for themselves, whatever is beside them: all but the two
+/// that end or escape, and control bytes; in GBK also only ASCII.
+class PlainBytes {
+ public:
+  explicit constexpr PlainBytes(unsigned limit) : high_bits(limit > 0x80 ? 0 : kHighBits) {
+    for (unsigned byte = 0x20; byte < limit; ++byte) plain[byte] = byte != '"' && byte != '\\';
+  }
+
+  /// Where the run of such bytes that begins at `from` ends; a long one is read in words.
+  std::size_t end_of_run(std::string_view text, std::size_t from) const {
+    const std::size_t near = end_of_bytes(text.substr(0, from + kShortRun), from);
+    if (near < from + kShortRun) return near;
+    from = near;
+    while (from + sizeof(std::uint64_t) <= text.size() && is_plain_word(text.data() + from))
+      from += sizeof(std::uint64_t);
+    return end_of_bytes(text, from);
+  }
+
+ private:
+  static constexpr std::size_t kShortRun = 16;
+  static constexpr std::uint64_t kOnes = 0x0101010101010101;
+  static constexpr std::uint64_t kHighBits = 0x80 * kOnes;
+
+  std::size_t end_of_bytes(std::string_view text, std::size_t from) const {
+    while (from < text.size() && plain[static_cast<unsigned char>(text[from])]) ++from;
+    return from;
+  }
+
+  /// Whether all bytes of a word are plain; may deny it of plain bytes only beside others.
+  bool is_plain_word(const char* bytes) const {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    // The high bit of each byte: set where that byte is less than `limit`, at most 0x80.
+    const auto below = [](std::uint64_t value, unsigned limit) {
+      return (value - limit * kOnes) & ~value;
+    };
+    const std::uint64_t other = below(word, 0x20) | below(word ^ '"' * kOnes, 1) |
+                                below(word ^ '\\' * kOnes, 1) | (word & high_bits);
+    return (other & kHighBits) == 0;
+  }
+
+  std::array<bool, 256> plain{};
+  std::uint64_t high_bits;
+};
+
+constexpr PlainBytes kPlainInUtf8(0x100);
+constexpr PlainBytes kPlainInGbk(0x80);
 
 bool needs_escape(char c) { return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\'; }
 
@@ -31,26 +82,38 @@ void append_escape(std::string& out, char c) {
 
 }  // namespace
 
+std::size_t plain_length(std::string_view text, Charset charset) {
+  if (charset == Charset::kUtf8) return kPlainInUtf8.end_of_run(text, 0);
+  for (std::size_t end = 0;;) {
+    end = kPlainInGbk.end_of_run(text, end);
+    if (end == text.size() || static_cast<unsigned char>(text[end]) < 0x80) return end;
+    const std::size_t length = gbk_char_length(text.substr(end));
+    if (length == 0) return end;
+    end += length;
+  }
+}
+
 std::size_t char_length(std::string_view text, Charset charset) {
   if (charset == Charset::kUtf8) return 1;
   return std::max<std::size_t>(gbk_char_length(text), 1);
 }
 
 void append_escaped(std::string& out, std::string_view text, Charset charset) {
-  while (!text.empty()) {
-    const std::size_t length = char_length(text, charset);
-    if (length == 1 && needs_escape(text[0])) {
-      append_escape(out, text[0]);
-    } else if (charset == Charset::kGbk && gbk_char_length(text) == 0) {
-      out += kStrayByte;
+  for (;;) {
+    const std::size_t plain = plain_length(text, charset);
+    out += text.substr(0, plain);
+    if (plain == text.size()) return;
+    if (needs_escape(text[plain])) {
+      append_escape(out, text[plain]);
     } else {
-      out += text.substr(0, length);
+      out += kStrayByte;
     }
-    text.remove_prefix(length);
+    text.remove_prefix(plain + 1);
   }
 }
 
 std::string unescaped(std::string_view content, Charset charset) {
+  if (content.find('\\') == std::string_view::npos) return std::string(content);
   std::string text;
   while (!content.empty()) {
     std::size_t length = char_length(content, charset);

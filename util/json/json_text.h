@@ -8,6 +8,11 @@
 /// (and GB18030) the second byte of a character can be the one of a backslash or of a bracket.
 enum class Charset { kUtf8, kGbk };
 
+/// Length in bytes of what stands at the start of `text` as it does in the content of a JSON
+/// string: whole characters up to the first quotation mark, backslash, control byte or, in GBK,
+/// byte that begins no character.
+std::size_t plain_length(std::string_view text, Charset charset);
+
 /// Length in bytes of the character at the start of `text` (not empty), at least 1.
 std::size_t char_length(std::string_view text, Charset charset);
 

@@ -66,15 +66,18 @@ std::size_t write_utf8(std::uint16_t character, char* out) {
   return 3;
 }
 
-/// Number of ASCII bytes at the start of the text, counted in words where it is long.
-std::size_t ascii_length(std::string_view text) {
+/// Copies the ASCII bytes at the start of the text, in words where they are many; returns their
+/// number.
+std::size_t copy_ascii(std::string_view text, char* out) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080;
   std::size_t length = 0;
   for (std::uint64_t word = 0; length + sizeof word <= text.size(); length += sizeof word) {
     std::memcpy(&word, text.data() + length, sizeof word);
     if ((word & kHighBits) != 0) break;
+    std::memcpy(out + length, &word, sizeof word);
   }
-  while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) ++length;
+  for (; length < text.size() && static_cast<unsigned char>(text[length]) < 0x80; ++length)
+    out[length] = text[length];
   return length;
 }
 
@@ -83,10 +86,14 @@ std::size_t ascii_length(std::string_view text) {
 Progress convert_known_gbk(std::string_view gbk, char* out, std::size_t room) {
   Progress done;
   while (done.read < gbk.size()) {
-    const std::size_t plain = std::min(ascii_length(gbk.substr(done.read)), room - done.written);
-    std::memcpy(out + done.written, gbk.data() + done.read, plain);
-    done.read += plain;
-    done.written += plain;
+    if (static_cast<unsigned char>(gbk[done.read]) < 0x80) {
+      const std::size_t plain =
+          copy_ascii(gbk.substr(done.read, room - done.written), out + done.written);
+      if (plain == 0) break;
+      done.read += plain;
+      done.written += plain;
+      continue;
+    }
     if (done.read + 1 >= gbk.size()) break;
     const std::uint16_t character = look_up(static_cast<unsigned char>(gbk[done.read]),
                                             static_cast<unsigned char>(gbk[done.read + 1]));

@@ -1,20 +1,30 @@
-// The service's job for a request in a Node.js server: parse it, take out the function name, add a
-// member and answer with the card. Usage: node server.js PORT REPLY, where REPLY is the reply of the
-// service, whose "data" is served from here on.
+// The service's job for a request in a Node.js server: parse it, take out the function name, add the
+// platform, let the reader library answer, append the name where its reply lacks it, and send the
+// reply in UTF-8. Usage: node server.js PORT LIBRARY, where LIBRARY serves every function.
 
-import { arch } from 'node:process';
+import { machine } from 'node:os';
+import iconv from 'iconv-lite';
+import koffi from 'koffi';
 import { WebSocketServer } from 'ws';
 
-const [port, reply] = process.argv.slice(2);
-const card = JSON.parse(reply).data;
+const REPLY_SIZE = 1024;
+
+const [port, path] = process.argv.slice(2);
+const library = koffi.load(path);
+const scommand = library.func('int32_t scommand(const char *name, const char *command, void *reply)');
+library.func('int32_t init(const char *parameter)')('');
+
+const platform = machine();
+const buffer = Buffer.alloc(REPLY_SIZE);
 
 function answer(message) {
   const { fid, ...command } = JSON.parse(message);
-  command.platform ??= arch;
-  const served = typeof fid === 'string' && fid !== '' && command.platform !== '';
-  return JSON.stringify(
-    served ? { result: 'true', fid, data: card } : { result: 'false', errmsg: 'no function' },
-  );
+  if (typeof fid !== 'string' || fid === '') return JSON.stringify({ result: 'false', errmsg: 'no function name' });
+  command.platform ??= platform;
+  buffer.fill(0);
+  scommand(fid.toLowerCase(), JSON.stringify(command), buffer);
+  const reply = iconv.decode(buffer.subarray(0, buffer.indexOf(0)), 'gbk');
+  return reply.includes('"fid"') ? reply : JSON.stringify({ ...JSON.parse(reply), fid });
 }
 
 const server = new WebSocketServer({

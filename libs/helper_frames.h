@@ -45,7 +45,7 @@ inline constexpr std::size_t kLongestCommandFrame =
     3 * sizeof(std::uint32_t) + QUORVEL_NAME_SIZE + QUORVEL_COMMAND_SIZE;
 inline constexpr std::size_t kLongestHelperFrame = 16 + kFunctionListSize;
 /// Largest reply buffer that a command may ask for.
-inline constexpr std::size_t kLargestReply = 2 * QUORVEL_REPLY_SIZE;
+inline constexpr std::size_t kLargestReply = std::size_t{2} * QUORVEL_REPLY_SIZE;
 
 std::string write_frame(const CommandFrame& frame);
 std::string write_frame(const HelperFrame& frame);

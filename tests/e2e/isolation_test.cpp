@@ -148,6 +148,7 @@ TEST_F(IsolationTest, ManyClientsGetOneReplyEachWhileHelpersAreKilled) {
   std::atomic<int> kills = 0;
   std::atomic<int> served = 0;
   std::thread killer([&] {
+    // NOLINTNEXTLINE(cert-msc51-cpp,cert-msc32-c): the same moments in every run
     for (std::minstd_rand random(1); kills < kKills; ++kills) {
       const int before = served;
       eventually([&] { return served >= before + kServedBetween; }, options.limit);
@@ -157,6 +158,7 @@ TEST_F(IsolationTest, ManyClientsGetOneReplyEachWhileHelpersAreKilled) {
     }
   });
   std::vector<WsClient> clients;
+  clients.reserve(kClients);
   for (int i = 0; i < kClients; ++i) clients.push_back(connect());
   for (int round = 0; kills < kKills; ++round) {
     const auto expected = [&](int i) {

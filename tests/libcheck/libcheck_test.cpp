@@ -33,30 +33,30 @@ std::string request(const std::string& function) {
 }
 
 TEST(LibcheckTest, NamesTheFaultAndTheCallOfEachFunction) {
-  expect_findings({"--timeout=1", "--rounds=2", FAULTY_READERS "/calls.so"}, 1,
-                  {"FAIL crash scommand crashed with SIGABRT",
-                   "FAIL recursion scommand crashed with SIGSEGV",
-                   "FAIL hang scommand did not return within 1 s",
-                   "FAIL exit scommand ended the process with exit status 3",
-                   "FAIL throw scommand let an exception out",
-                   "FAIL overrun scommand went past the end of the reply buffer (1024 bytes)",
-                   "FAIL overread scommand went past the end of the command text",
-                   "FAIL before scommand wrote before the start of the reply buffer",
-                   "FAIL endless the reply has no terminating zero",
-                   "FAIL copies (data nested 900 deep and ",
-                   "FAIL silent the reply is empty",
-                   "FAIL utf8 the reply is UTF-8, not GBK",
-                   "ok beyond (GB18030 beyond GBK, which pages get too) "
-                   "{\"result\":\"true\",\"name\":\"\u3DC8\"",
-                   "FAIL halfchar the reply is not valid GBK (or GB18030) after "
-                   "\"{\"result\":\"true\",\"name\":",
-                   "FAIL broken the reply is not one JSON object",
-                   "FAIL boolean the reply has no member \"result\"",
-                   "warn mute the failure reply has no \"errmsg\"",
-                   "FAIL digits the service changes the reply when it adds \"fid\"",
-                   "FAIL control a text in the reply holds a control byte",
-                   "FAIL unknown functions (an unknown name and 4 more) the reply says \"true\"",
-                   "ok isolation if it must be used before it is mended: \"libN=30\""});
+  expect_findings(
+      {"--timeout=1", "--rounds=2", FAULTY_READERS "/calls.so"}, 1,
+      {"FAIL crash scommand crashed with SIGABRT",
+       "FAIL recursion scommand crashed with SIGSEGV",
+       "FAIL hang scommand did not return within 1 s",
+       "FAIL exit scommand ended the process with exit status 3",
+       "FAIL throw scommand let an exception out",
+       "FAIL overrun scommand went past the end of the reply buffer (1024 bytes)",
+       "FAIL overread scommand went past the end of the command text",
+       "FAIL before scommand wrote before the start of the reply buffer",
+       "FAIL endless the reply has no terminating zero",
+       "FAIL copies (data nested 900 deep and ",
+       "FAIL silent the reply is empty",
+       "FAIL utf8 the reply is UTF-8, not GBK",
+       "ok beyond (GB18030 beyond GBK, which pages get too) {\"result\":\"true\",",
+       "\"name\":\"\u3DC8\"",
+       "FAIL halfchar the reply is not valid GBK (or GB18030) after \"{\"result\":\"true\"",
+       "FAIL broken the reply is not one JSON object",
+       "FAIL boolean the reply has no member \"result\"",
+       "warn mute the failure reply has no \"errmsg\"",
+       "FAIL digits the service changes the reply when it adds \"fid\"",
+       "FAIL control a text in the reply holds a control byte",
+       "FAIL unknown functions (an unknown name and 4 more) the reply says \"true\"",
+       "ok isolation if it must be used before it is mended: \"libN=30\""});
 }
 
 TEST(LibcheckTest, NamesTheFaultsOfLoadingAndOfTheLifecycle) {

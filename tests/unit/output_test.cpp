@@ -36,7 +36,7 @@ TEST(Output, DropsWhatFindsNoRoomInAPipeOfAnotherUser) {
   if (user == 0) checked(seteuid(0), "seteuid");
   EXPECT_EQ(fcntl(writer.get(), F_GETFL) & O_NONBLOCK, 0);
 
-  const std::string line = std::string(3 * kRoom, 'x') + "\n";
+  const std::string line = std::string(std::size_t{3} * kRoom, 'x') + "\n";
   output.write(line);  // begins to block in the middle
   for (int count = 0; count < 5; ++count) output.write("lost\n");
   std::string seen = take(reader.get());

@@ -159,13 +159,13 @@ void Traffic::read_settings(Client& client) {
 }
 
 void Traffic::store_settings(Client& client) {
-  client.due.push_back({kDone, failure(messages::kBusy)});
+  client.due.push_back({kDone, failure(utf8(messages::kBusy))});
   client.connection.send(settings_request(target.reachable[pick(target.reachable.size())]));
 }
 
 void Traffic::store_unreachable(Client& client) {
   client.due.push_back({R"({"result":"false","errmsg":"请检网络-连接127.0.0.1:1   失败！"})",
-                        failure(messages::kBusy)});
+                        failure(utf8(messages::kBusy))});
   client.connection.send(settings_request(1));
 }
 

@@ -66,6 +66,27 @@ TEST(JsonObject, PrintsAsParsed) {
   }
 }
 
+TEST(JsonObject, EscapesAtAnyPlaceOfALongText) {
+  const struct {
+    char byte;
+    Charset charset;
+    std::string print;
+  } cases[] = {{'"', Charset::kUtf8, "\\\""},      {'\\', Charset::kUtf8, "\\\\"},
+               {'\x1f', Charset::kGbk, "\\u001f"}, {'\xe4', Charset::kUtf8, "\xe4"},
+               {'\xff', Charset::kGbk, "\\ufffd"}, {'!', Charset::kGbk, "!"}};
+  for (const auto& [byte, charset, print] : cases) {
+    for (std::size_t place = 0; place < 40; ++place) {
+      const std::string before(place, '#');
+      const std::string behind(39 - place, '~');
+      CJsonObject json(charset);
+      json.Add("k", before + byte + behind);
+      const std::string printed = "{\"k\":\"" + before + print + behind + "\"}";
+      EXPECT_EQ(json.ToString(), printed);
+      EXPECT_EQ(CJsonObject(printed, charset).ToString(), printed);
+    }
+  }
+}
+
 TEST(JsonObject, RefusesDepthBeyondTheParsersLimitWithoutHarm) {
   const std::size_t depth = 200000;
   EXPECT_FALSE(CJsonObject().Parse(std::string(depth, '[') + std::string(depth, ']')));

@@ -106,7 +106,6 @@ std::string utf8_to_gbk(std::string_view utf8) {
 
 bool preload_conversion() {
   // The C library unloads a character set when its last converter is closed.
-  static const Converter kept_open[] = {
-      {kUtf8, kGbkCharset}, {kUtf8, kGb18030}, {"utf-16be", kGbkCharset}};
+  static const Converter kept_open[] = {{kUtf8, kGbkCharset}, {kUtf8, kGb18030}};
   return kept_open[0].valid();
 }

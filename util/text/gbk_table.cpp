@@ -27,17 +27,17 @@ std::array<Row, kLastLead - kFirstLead + 1> rows;  // zero pages until they are 
 std::uint16_t ask_iconv(Converter& converter, unsigned lead, unsigned trail) {
   const char pair[] = {static_cast<char>(lead), static_cast<char>(trail)};
   std::string_view in(pair, sizeof pair);
-  unsigned char utf16[4];
-  char* out = reinterpret_cast<char*>(utf16);
-  std::size_t room = sizeof utf16;
-  if (converter.convert(in, out, room) != 0 || room != 2) return 0;
-  return static_cast<std::uint16_t>(utf16[0] << 8 | utf16[1]);
+  unsigned char ucs4[4];
+  char* out = reinterpret_cast<char*>(ucs4);
+  std::size_t room = sizeof ucs4;
+  if (converter.convert(in, out, room) != 0 || room != 0 || ucs4[0] != 0 || ucs4[1] != 0) return 0;
+  return static_cast<std::uint16_t>(ucs4[2] << 8 | ucs4[3]);
 }
 
 const Row& row_of(unsigned lead) {
   Row& row = rows[lead - kFirstLead];
   if (row.filled) return row;
-  Converter converter("utf-16be", kGbkCharset);
+  Converter converter("ucs-4be", kGbkCharset);  // the C library has it without a module
   if (!converter.valid()) return row;
   for (unsigned trail = kFirstTrail; trail <= kLastTrail; ++trail)
     row.characters[trail - kFirstTrail] = ask_iconv(converter, lead, trail);

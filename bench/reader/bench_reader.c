@@ -14,19 +14,19 @@ enum { WORK_SECONDS = 3 }; /* of "bench.work", during which it sleeps as a card'
 static const struct {
   const char* name;
   const char* reply;
-} functions[] = {
+} function_list[] = {
     {"bench.card", "{\"result\":\"true\",\"fid\":\"bench.card\"," CARD},
     {"bench.without", "{\"result\":\"true\"," CARD}, /* leaves its "fid" to the service */
     {"bench.work", "{\"result\":\"true\",\"fid\":\"bench.work\"}"},
 };
-enum { FUNCTIONS = sizeof functions / sizeof functions[0] };
+enum { FUNCTIONS = sizeof function_list / sizeof function_list[0] };
 
 int32_t getversion(char* verinfo, char* answer, char* verextra, char* error) {
   (void)verinfo;
   (void)verextra;
   (void)error;
   for (int i = 0; i < FUNCTIONS; i++) {
-    for (const char* c = functions[i].name; *c != '\0'; c++)
+    for (const char* c = function_list[i].name; *c != '\0'; c++)
       answer += sprintf(answer, "%02x", (unsigned char)*c);
     answer += sprintf(answer, "0a");
   }
@@ -44,9 +44,9 @@ int32_t scommand(const char* name, const char* command, char* reply) {
   const struct timespec work = {WORK_SECONDS, 0};
   (void)command;
   for (int i = 0; i < FUNCTIONS; i++) {
-    if (strcmp(name, functions[i].name) != 0) continue;
+    if (strcmp(name, function_list[i].name) != 0) continue;
     if (strcmp(name, "bench.work") == 0) nanosleep(&work, NULL);
-    strcpy(reply, functions[i].reply);
+    strcpy(reply, function_list[i].reply);
     return 1;
   }
   return 0;

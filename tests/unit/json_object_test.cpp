@@ -79,8 +79,9 @@ TEST(JsonObject, EscapesAtAnyPlaceOfALongText) {
       const std::string before(place, '#');
       const std::string behind(39 - place, '~');
       CJsonObject json(charset);
-      json.Add("k", before + byte + behind);
-      const std::string printed = "{\"k\":\"" + before + print + behind + "\"}";
+      json.Add("k", std::string(before).append(1, byte).append(behind));
+      const std::string printed =
+          std::string(R"({"k":")").append(before).append(print).append(behind).append("\"}");
       EXPECT_EQ(json.ToString(), printed);
       EXPECT_EQ(CJsonObject(printed, charset).ToString(), printed);
     }

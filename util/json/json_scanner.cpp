@@ -67,17 +67,10 @@ void JsonScanner::leave_out(std::size_t end) {
   at = copied = end;
 }
 
-void JsonScanner::skip_white_space() {
+void JsonScanner::leave_out_white_space() {
   std::size_t end = at;
   while (end < source.size() && static_cast<unsigned char>(source[end]) <= ' ') ++end;
-  if (end != at) leave_out(end);
-}
-
-bool JsonScanner::take(char c) {
-  skip_white_space();
-  if (at >= source.size() || source[at] != c) return false;
-  ++at;
-  return true;
+  leave_out(end);
 }
 
 bool JsonScanner::value() {
@@ -86,9 +79,9 @@ bool JsonScanner::value() {
     case '"':
       return string();
     case '{':
-      return object();
+      return items(&JsonScanner::member, '}');
     case '[':
-      return array();
+      return items(&JsonScanner::value, ']');
     case 't':
       return literal("true");
     case 'f':
@@ -100,14 +93,15 @@ bool JsonScanner::value() {
   }
 }
 
-bool JsonScanner::object() {
+/// Reads an object or an array, from its opening bracket.
+bool JsonScanner::items(bool (JsonScanner::*item)(), char closing) {
   if (++depth > kDeepest) return false;
-  take('{');
-  if (!take('}')) {
+  ++at;
+  if (!take(closing)) {
     do {
-      if (!member()) return false;
+      if (!(this->*item)()) return false;
     } while (take(','));
-    if (!take('}')) return false;
+    if (!take(closing)) return false;
   }
   --depth;
   return true;
@@ -122,19 +116,6 @@ bool JsonScanner::member() {
   place.end = printed();
   place.number = last_number;
   if (depth == 1) found.push_back(place);
-  return true;
-}
-
-bool JsonScanner::array() {
-  if (++depth > kDeepest) return false;
-  take('[');
-  if (!take(']')) {
-    do {
-      if (!value()) return false;
-    } while (take(','));
-    if (!take(']')) return false;
-  }
-  --depth;
   return true;
 }
 

@@ -36,13 +36,21 @@ class JsonScanner {
  private:
   void leave_out(std::size_t end);
   std::size_t printed() const { return print.size() + at - copied; }
-  void skip_white_space();
+  void skip_white_space() {
+    if (at < source.size() && static_cast<unsigned char>(source[at]) <= ' ')
+      leave_out_white_space();
+  }
+  void leave_out_white_space();
   char next() const { return at < source.size() ? source[at] : '\0'; }
-  bool take(char c);
+  bool take(char c) {
+    skip_white_space();
+    if (next() != c) return false;
+    ++at;
+    return true;
+  }
   bool value();
-  bool object();
+  bool items(bool (JsonScanner::*item)(), char closing);
   bool member();
-  bool array();
   bool string();
   void string_content();
   bool escape();

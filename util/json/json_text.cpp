@@ -26,28 +26,21 @@ class PlainBytes {
     for (unsigned byte = 0x20; byte < limit; ++byte) plain[byte] = byte != '"' && byte != '\\';
   }
 
-  /// Where the run of such bytes that begins at `from` ends; a long one is read in words.
+  /// Where the run of such bytes that begins at `from` ends; read in words.
   std::size_t end_of_run(std::string_view text, std::size_t from) const {
-    const std::size_t near = end_of_bytes(text.substr(0, from + kShortRun), from);
-    if (near < from + kShortRun) return near;
-    from = near;
-    while (from + sizeof(std::uint64_t) <= text.size() && is_plain_word(text.data() + from))
-      from += sizeof(std::uint64_t);
-    return end_of_bytes(text, from);
-  }
-
- private:
-  static constexpr std::size_t kShortRun = 16;
-  static constexpr std::uint64_t kOnes = 0x0101010101010101;
-  static constexpr std::uint64_t kHighBits = 0x80 * kOnes;
-
-  std::size_t end_of_bytes(std::string_view text, std::size_t from) const {
+    for (; from + sizeof(std::uint64_t) <= text.size(); from += sizeof(std::uint64_t))
+      if (const std::uint64_t other = others(text.data() + from)) return from + first_byte(other);
     while (from < text.size() && plain[static_cast<unsigned char>(text[from])]) ++from;
     return from;
   }
 
-  /// Whether all bytes of a word are plain; may deny it of plain bytes only beside others.
-  bool is_plain_word(const char* bytes) const {
+ private:
+  static constexpr std::uint64_t kOnes = 0x0101010101010101;
+  static constexpr std::uint64_t kHighBits = 0x80 * kOnes;
+
+  /// The high bits of the bytes of a word that are not plain. Bytes behind the first of them may
+  /// have theirs as well.
+  std::uint64_t others(const char* bytes) const {
     std::uint64_t word = 0;
     std::memcpy(&word, bytes, sizeof word);
     // The high bit of each byte: set where that byte is less than `limit`, at most 0x80.
@@ -56,7 +49,13 @@ class PlainBytes {
     };
     const std::uint64_t other = below(word, 0x20) | below(word ^ '"' * kOnes, 1) |
                                 below(word ^ '\\' * kOnes, 1) | (word & high_bits);
-    return (other & kHighBits) == 0;
+    return other & kHighBits;
+  }
+
+  /// The place of the first byte of a word that has its high bit.
+  static std::size_t first_byte(std::uint64_t high) {
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is the lowest");
+    return static_cast<std::size_t>(__builtin_ctzll(high)) / 8;
   }
 
   std::array<bool, 256> plain{};

@@ -11,20 +11,34 @@ Timer::Timer() : fd(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
   if (fd.get() < 0) throw std::system_error(errno, std::generic_category(), "timerfd_create");
 }
 
-void Timer::set(std::chrono::milliseconds delay) const {
-  constexpr long kNanosecondsInAMillisecond = 1000000;
+void Timer::set_alarm(Clock::time_point time) {
+  using std::chrono::nanoseconds;
+  using std::chrono::seconds;
+  const nanoseconds since_epoch = time.time_since_epoch();
   itimerspec setting{};
-  setting.it_value.tv_sec = delay.count() / 1000;
-  setting.it_value.tv_nsec = delay.count() % 1000 * kNanosecondsInAMillisecond;
-  if (timerfd_settime(fd.get(), 0, &setting, nullptr) != 0)
+  setting.it_value.tv_sec = std::chrono::duration_cast<seconds>(since_epoch).count();
+  setting.it_value.tv_nsec = (since_epoch % seconds(1)).count();
+  // The standard library's steady clock is the kernel's monotonic one.
+  if (timerfd_settime(fd.get(), TFD_TIMER_ABSTIME, &setting, nullptr) != 0)
     throw std::system_error(errno, std::generic_category(), "timerfd_settime");
+  alarm = time;
 }
 
-void Timer::start(std::chrono::milliseconds delay) { set(delay); }
-
-void Timer::stop() { set(std::chrono::milliseconds(0)); }
+void Timer::start(std::chrono::milliseconds delay) {
+  due = Clock::now() + delay;
+  if (!alarm || *alarm > *due) set_alarm(*due);
+}
 
 bool Timer::has_expired() {
+  if (!alarm || Clock::now() < *alarm) return false;
   std::uint64_t times = 0;
-  return read(fd.get(), &times, sizeof times) == static_cast<ssize_t>(sizeof times);
+  (void)!read(fd.get(), &times, sizeof times);  // else the descriptor stays readable
+  alarm.reset();
+  if (!due) return false;
+  if (Clock::now() < *due) {
+    set_alarm(*due);
+    return false;
+  }
+  due.reset();
+  return true;
 }

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 
 #include "util/handle/unique_fd.h"
 
-/// A timer whose descriptor becomes readable when its time has come. Throws std::system_error.
+/// A timer whose descriptor becomes readable when its time has come, or an earlier one for which it
+/// had been started. Starting and stopping it for every call costs no system call: the kernel's
+/// alarm is moved when it goes off. Throws std::system_error.
 class Timer {
  public:
   Timer();
@@ -12,12 +15,16 @@ class Timer {
   int descriptor() const { return fd.get(); }
   /// Starts it anew; `delay` is positive.
   void start(std::chrono::milliseconds delay);
-  void stop();
+  void stop() { due.reset(); }
   /// Whether its time has come since it was started; tells so once.
   bool has_expired();
 
  private:
-  void set(std::chrono::milliseconds delay) const;
+  using Clock = std::chrono::steady_clock;
+
+  void set_alarm(Clock::time_point time);
 
   UniqueFd fd;
+  std::optional<Clock::time_point> due;
+  std::optional<Clock::time_point> alarm;  ///< when the descriptor becomes, or became, readable
 };

@@ -1,6 +1,5 @@
 #include "util/text/gbk_table.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -15,55 +14,48 @@ constexpr unsigned kLastLead = 0xFE;
 constexpr unsigned kFirstTrail = 0x40;
 constexpr unsigned kLastTrail = 0xFE;
 
-/// The characters of the pairs with one lead byte: Unicode numbers, all of at most 16 bits and none
-/// of them ASCII; 0 where iconv knows no character.
-struct Row {
-  bool filled = false;
-  std::array<std::uint16_t, kLastTrail - kFirstTrail + 1> characters{};
+/// A character as UTF-8 writes it; of length 0 where iconv knows none.
+struct Utf8Character {
+  char bytes[3];
+  std::uint8_t length;
 };
-std::array<Row, kLastLead - kFirstLead + 1> rows;  // zero pages until they are needed
+static_assert(sizeof(Utf8Character) == 4, "taken as a word");
 
-/// The character that iconv makes of a pair, or 0.
-std::uint16_t ask_iconv(Converter& converter, unsigned lead, unsigned trail) {
+/// The characters of the pairs with one lead byte.
+using Row = std::array<Utf8Character, kLastTrail - kFirstTrail + 1>;
+std::array<Row, kLastLead - kFirstLead + 1> rows;  // zero pages until they are needed
+std::array<bool, rows.size()> is_filled;
+
+/// The character that iconv makes of a pair, if it makes one of 2 or 3 bytes.
+Utf8Character ask_iconv(Converter& converter, unsigned lead, unsigned trail) {
   const char pair[] = {static_cast<char>(lead), static_cast<char>(trail)};
   std::string_view in(pair, sizeof pair);
-  unsigned char ucs4[4];
-  char* out = reinterpret_cast<char*>(ucs4);
-  std::size_t room = sizeof ucs4;
-  if (converter.convert(in, out, room) != 0 || room != 0 || ucs4[0] != 0 || ucs4[1] != 0) return 0;
-  return static_cast<std::uint16_t>(ucs4[2] << 8 | ucs4[3]);
+  Utf8Character character{};
+  char* out = character.bytes;
+  std::size_t room = sizeof character.bytes;
+  if (converter.convert(in, out, room) != 0 || room > 1) return {};
+  character.length = static_cast<std::uint8_t>(sizeof character.bytes - room);
+  return character;
 }
 
-const Row& row_of(unsigned lead) {
-  Row& row = rows[lead - kFirstLead];
-  if (row.filled) return row;
-  Converter converter("ucs-4be", kGbkCharset);  // the C library has it without a module
-  if (!converter.valid()) return row;
+/// Asks iconv for the characters of a row, unless it has been asked or has no GBK.
+// Kept out of the loop over a text, which needs the registers.
+[[gnu::noinline]] void fill_row(unsigned row) {
+  if (is_filled[row]) return;
+  Converter converter("utf-8", kGbkCharset);
+  if (!converter.valid()) return;
   for (unsigned trail = kFirstTrail; trail <= kLastTrail; ++trail)
-    row.characters[trail - kFirstTrail] = ask_iconv(converter, lead, trail);
-  row.filled = true;
-  return row;
+    rows[row][trail - kFirstTrail] = ask_iconv(converter, row + kFirstLead, trail);
+  is_filled[row] = true;
 }
 
-std::uint16_t look_up(unsigned char lead, unsigned char trail) {
-  if (lead < kFirstLead || lead > kLastLead || trail < kFirstTrail || trail > kLastTrail) return 0;
-  return row_of(lead).characters[trail - kFirstTrail];
-}
-
-/// Writes a character of at least 0x80; returns its length.
-std::size_t write_utf8(std::uint16_t character, char* out) {
-  const auto tail = [character](unsigned shift) {
-    return static_cast<char>(0x80 | ((character >> shift) & 0x3F));
-  };
-  if (character < 0x800) {
-    out[0] = static_cast<char>(0xC0 | (character >> 6));
-    out[1] = tail(0);
-    return 2;
-  }
-  out[0] = static_cast<char>(0xE0 | (character >> 12));
-  out[1] = tail(6);
-  out[2] = tail(0);
-  return 3;
+const Utf8Character& look_up(unsigned lead, unsigned trail) {
+  static constexpr Utf8Character kUnknown{};
+  const unsigned row = lead - kFirstLead;  // a large number where it would be below 0
+  const unsigned place = trail - kFirstTrail;
+  if (row >= rows.size() || place >= rows[row].size()) return kUnknown;
+  if (rows[row][place].length == 0) fill_row(row);
+  return rows[row][place];
 }
 
 /// Copies the ASCII bytes at the start of the text, in words where they are many; returns their
@@ -84,23 +76,32 @@ std::size_t copy_ascii(std::string_view text, char* out) {
 }  // namespace
 
 Progress convert_known_gbk(std::string_view gbk, char* out, std::size_t room) {
-  Progress done;
-  while (done.read < gbk.size()) {
-    if (static_cast<unsigned char>(gbk[done.read]) < 0x80) {
-      const std::size_t plain =
-          copy_ascii(gbk.substr(done.read, room - done.written), out + done.written);
+  const char* in = gbk.data();
+  const char* const in_end = in + gbk.size();
+  char* to = out;
+  char* const to_end = out + room;
+  while (in != in_end) {
+    const auto left = static_cast<std::size_t>(to_end - to);
+    if (static_cast<unsigned char>(*in) < 0x80) {
+      const std::size_t length = std::min(static_cast<std::size_t>(in_end - in), left);
+      const std::size_t plain = copy_ascii({in, length}, to);
       if (plain == 0) break;
-      done.read += plain;
-      done.written += plain;
+      in += plain;
+      to += plain;
       continue;
     }
-    if (done.read + 1 >= gbk.size()) break;
-    const std::uint16_t character = look_up(static_cast<unsigned char>(gbk[done.read]),
-                                            static_cast<unsigned char>(gbk[done.read + 1]));
-    const std::size_t needed = character < 0x800 ? 2 : 3;
-    if (character == 0 || needed > room - done.written) break;
-    done.written += write_utf8(character, out + done.written);
-    done.read += 2;
+    if (in + 1 == in_end) break;
+    const Utf8Character& character =
+        look_up(static_cast<unsigned char>(in[0]), static_cast<unsigned char>(in[1]));
+    if (character.length == 0 || character.length > left) break;
+    // What a whole word writes too much, the next character or the caller replaces.
+    if (left >= sizeof character) {
+      std::memcpy(to, &character, sizeof character);
+    } else {
+      std::memcpy(to, &character, character.length);
+    }
+    to += character.length;
+    in += 2;
   }
-  return done;
+  return {static_cast<std::size_t>(in - gbk.data()), static_cast<std::size_t>(to - out)};
 }

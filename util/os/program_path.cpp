@@ -40,6 +40,11 @@ std::string program_directory() {
   return directory;
 }
 
+std::string executable_directory() {
+  const std::string path = running_executable();
+  return path.substr(0, path.rfind('/'));
+}
+
 bool getfilepath(char* out, const char* name, std::size_t size) {
   const std::string path = name[0] == '/' ? name : program_directory() + "/" + name;
   if (copy_text({out, size}, path)) return true;

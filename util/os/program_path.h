@@ -8,6 +8,9 @@
 /// search path gives the directory of the running executable.
 std::string program_directory();
 
+/// Directory of the running executable, links followed; empty when the kernel does not tell it.
+std::string executable_directory();
+
 /// Size in bytes of the buffers that hold a path beside the program, unless a caller says less.
 inline constexpr std::size_t kProgramPathSize = 255;
 

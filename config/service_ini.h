@@ -20,8 +20,6 @@ class ServiceIni {
   bool log_in_utf8();
 
  private:
-  void report_lines() const;
-
   const std::string path;
   CIni ini;
   bool readable;

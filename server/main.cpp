@@ -11,6 +11,7 @@
 #include "Services/dispatcher/reachability.h"
 #include "libs/lib_manager.h"
 #include "server/answer.h"
+#include "server/command_line.h"
 #include "server/listening.h"
 #include "server/page_files.h"
 #include "server/pending_table.h"
@@ -155,6 +156,7 @@ void prepare_process(int argc, const char** argv) {
   read_architecture(xtjg, sizeof xtjg);
   const std::string host_file_fault = write_host_file();
   set_log_level(argc, argv);
+  report_command_line(argc, argv);
   if (!host_file_fault.empty())
     log_warning("hostname.txt is not written: %s\n", host_file_fault.c_str());
 }

@@ -9,13 +9,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
 
 #include "util/log/log.h"
+#include "util/os/child.h"
 #include "util/os/regular_file.h"
 #include "util/os/working_directory.h"
 #include "util/text/text_buffer.h"
@@ -61,7 +61,7 @@ void secure_standard_descriptors() {
   settle_log();
   // Reader libraries may print, too: whole lines, so that a file shows them at once.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  std::signal(SIGPIPE, SIG_IGN);
+  settle_signals();
 }
 
 bool connection_may_have(int descriptor) {

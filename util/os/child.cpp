@@ -9,9 +9,17 @@
 #include <cstdlib>
 #include <cstring>
 
+void settle_signals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 void settle_as_child(pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(EXIT_FAILURE);
+  settle_signals();
   const rlimit no_core = {0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
 }

@@ -16,24 +16,55 @@ namespace {
 
 const KnownKeys& known_keys() {
   static const KnownKeys keys = {
-      {"REGISTER", "lib", 20},
-      {"SERVER", "localport", 0},
-      {"LOG", "charset", 0},
-      {"ISOLATED", "", 0},
+      {"REGISTER", "lib", 20}, {"SERVER", "localport", 0}, {"LOG", "charset", 0},
+      {"ISOLATED", "", 0},     {"ACCESS", "origin", 50},   {"ACCESS", "functions", 50},
+      {"ACCESS", "host", 50},  {"ACCESS", "listen", 0},
   };
   return keys;
 }
 
+/// The section whose values may hold the brackets of an IPv6 address.
+constexpr std::string_view kSectionWithBrackets = "ACCESS";
+
 constexpr std::size_t kLongestPortValue = 9;
+
+/// Gives key lines with brackets, and what follows them, back to their section.
+std::vector<IniLine> with_brackets(std::vector<IniLine> lines) {
+  std::string section;
+  for (IniLine& line : lines) {
+    const std::size_t equals = line.text.find('=');
+    if (!is_header(line)) {
+      line.section = section;
+    } else if (section == kSectionWithBrackets && equals < line.text.find('[')) {
+      line.section = section;
+      line.key = line.text.substr(0, equals);
+    } else {
+      section = line.section;
+    }
+  }
+  return lines;
+}
 
 }  // namespace
 
 ServiceIni::ServiceIni(std::string file)
-    : path(std::move(file)), readable(ini.OpenFile(path.c_str(), "r") == 0) {
+    : path(std::move(file)),
+      readable(ini.OpenFile(path.c_str(), "r") == 0),
+      file_lines(with_brackets(ini.lines())) {
   if (!readable)
     log_error("%s can't be read (%s): no reader library is loaded and no port is set\n",
               path.c_str(), ini.failure().c_str());
-  report_lines(path, ini.lines(), known_keys());
+  report_lines(path, file_lines, known_keys());
+}
+
+bool ServiceIni::misses(const IniLine& line, std::string_view section) {
+  if (is_header(line))
+    return line.section != section && plain_name(line.section) == plain_name(section);
+  const bool inside = line.section == section;
+  for (const KnownKey& known : known_keys())
+    if (known.section == section && known.is(inside ? line.key : plain_name(line.key)))
+      return !inside;
+  return inside;
 }
 
 int ServiceIni::listening_port() {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "access/access_settings.h"
 #include "config/service_ini.h"
 #include "libs/isolated_library.h"
 #include "libs/isolation_settings.h"
@@ -65,6 +66,7 @@ bool LibManager::init(char* errtext, std::size_t size) {
   set_log_charset_utf8(ini.log_in_utf8());
   load_listed_libraries(ini.values(), errtext, size);
   port = ini.listening_port();
+  access_rules = read_access(ini, port);
   return true;
 }
 

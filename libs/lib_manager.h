@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 
+#include "access/access_rules.h"
 #include "libs/isolation_settings.h"
 #include "libs/library.h"
 #include "util/json/failure_reply.h"
@@ -33,10 +34,9 @@ class LibManager {
   LibManager& operator=(const LibManager&) = delete;
 
   /// Reads quorvel_service.ini beside the program: takes the log's charset, loads lib1 to lib20 and
-  /// takes the port. A
-  /// library that fails is reported on standard output and in the log, and skipped; `errtext`
-  /// (zero-filled, `size` bytes) holds the last failure. Always true. Ends the process with status
-  /// 1 when the working directory can't be read.
+  /// takes the port and the rules of access. A library that fails is reported on standard output
+  /// and in the log, and skipped; `errtext` (zero-filled, `size` bytes) holds the last failure.
+  /// Always true. Ends the process with status 1 when the working directory can't be read.
   bool init(char* errtext, std::size_t size = kErrorTextSize);
 
   /// Loads the library at `path` and registers it under that path. On failure `errtext` says why,
@@ -78,6 +78,9 @@ class LibManager {
   /// that can be used.
   int listening_port() const { return port; }
 
+  /// Who may use the service; everybody until init has read the INI file.
+  const AccessRules& access() const { return access_rules; }
+
  private:
   using LibraryTable = std::map<std::string, std::unique_ptr<Library>>;
 
@@ -93,4 +96,5 @@ class LibManager {
   std::set<std::string> reported_for_text;  ///< paths
   LibraryTable libs;
   int port;
+  AccessRules access_rules;
 };

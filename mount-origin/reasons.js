@@ -5,6 +5,7 @@ import {hasText, text} from './texts.js';
 // The service's own reasons and the text that explains each. The parts in brackets fill {0}, {1}.
 const SERVICE_REASONS = [
   [/^不支持该功能/, 'notSupported'],
+  [/^该网站无权使用此功能/, 'notAllowed'],
   [/^未传入服务名/, 'noName'],
   [/无法识别的指令/, 'unrecognised'],
   [/^服务忙/, 'busy'],

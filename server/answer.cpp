@@ -10,6 +10,7 @@
 
 #include "Services/dispatcher/dispatcher.h"
 #include "Services/dispatcher/json_reply.h"
+#include "access/access_rules.h"
 #include "libs/lib_manager.h"
 #include "util/json/failure_reply.h"
 #include "util/log/log.h"
@@ -27,6 +28,13 @@ constexpr std::size_t kShownSize = 64;       // bytes of an unrecognised message
 /// The dispatcher of the message at hand, in a place made once: 200 KiB of automatic storage would
 /// cost each request the walk of the stack's guard through its pages.
 std::optional<Jdispatcher> dispatcher;
+
+/// A request, as the channel hands it on.
+struct Request {
+  const char* text;
+  bool canned;
+  const FunctionNames* allowed;
+};
 
 /// What a request was, as far as its reply needs to know.
 struct Asked {
@@ -52,13 +60,19 @@ void write_exception(bool canned, const std::string& text, TextBuffer reply) {
   print("%s", reply.data);
 }
 
-/// Runs the dispatcher on the request. The ticket, if its reply comes later, or 0.
-Ticket dispatch(const Service& service, const char* request, bool canned, TextBuffer reply) {
+/// Runs the dispatcher on the request. Where the answer has no ticket, the reply (GBK) is in
+/// `reply`.
+Answer dispatch(const Service& service, const Request& request, TextBuffer reply) {
   try {
-    dispatcher.emplace(&service.registry, request);
-    if (!dispatcher->init(reply.data, service.platform, reply.size)) return 0;
+    dispatcher.emplace(&service.registry, request.text);
+    if (!dispatcher->init(reply.data, service.platform, reply.size)) return {};
+    if (request.allowed != nullptr && !request.allowed->contains(dispatcher->function())) {
+      write_failure(reply, messages::kNotAllowed);
+      complete_fid(reply, dispatcher->function());
+      return {};
+    }
     const Library::Later later = dispatcher->dispatch_later(last_ticket + 1, reply.size);
-    if (later == Library::Later::kAccepted) return ++last_ticket;
+    if (later == Library::Later::kAccepted) return {0, ++last_ticket};
     if (later == Library::Later::kUnavailable) {
       write_failure(reply, messages::kLibraryUnavailable);
       complete_fid(reply, dispatcher->function());
@@ -66,9 +80,9 @@ Ticket dispatch(const Service& service, const char* request, bool canned, TextBu
       dispatcher->dispatch(reply.data, reply.size);
     }
   } catch (...) {
-    write_exception(canned, current_exception_text(messages::kException), reply);
+    write_exception(request.canned, current_exception_text(messages::kException), reply);
   }
-  return 0;
+  return {};
 }
 
 /// Converts the reply (GBK) for the client; one that is no GBK is put down to the library that
@@ -80,15 +94,14 @@ std::size_t convert(const Service& service, const char* reply, const char* fid, 
   return std::strlen(out.data);
 }
 
-Answer answer_request(const Service& service, const char* request, bool canned, TextBuffer out) {
+Answer answer_request(const Service& service, const Request& request, TextBuffer out) {
   char reply[kCannedReplySize];
-  const std::size_t size = canned ? kCannedReplySize : kReplySize;
+  const std::size_t size = request.canned ? kCannedReplySize : kReplySize;
   std::memset(reply, 0, size);
-  Answer answer;
-  answer.ticket = dispatch(service, request, canned, {reply, size});
+  Answer answer = dispatch(service, request, {reply, size});
   const char* fid = dispatcher ? dispatcher->function() : "";
   if (answer.ticket != 0) {
-    awaited[answer.ticket] = {fid, canned};
+    awaited[answer.ticket] = {fid, request.canned};
   } else {
     answer.length = convert(service, reply, fid, out);
   }
@@ -106,11 +119,12 @@ void print_unrecognised(std::string_view message) {
 
 }  // namespace
 
-Answer answer_message(const Service& service, const char* message, TextBuffer out) {
+Answer answer_message(const Service& service, const char* message, const FunctionNames* allowed,
+                      TextBuffer out) {
   if (std::strncmp(message, kCannedName.data(), kCannedName.size()) == 0)
-    return answer_request(service, kCannedRequest, true, out);
+    return answer_request(service, {kCannedRequest, true, allowed}, out);
   if (message[0] == '{' && strnlen(message, kShortestRequest) == kShortestRequest)
-    return answer_request(service, message, false, out);
+    return answer_request(service, {message, false, allowed}, out);
   print_unrecognised(message);
   return {answer_failure(messages::kUnrecognised, out)};
 }

@@ -6,6 +6,7 @@
 #include "util/text/conversion.h"
 #include "util/text/text_buffer.h"
 
+class FunctionNames;
 class LibManager;
 
 /// What the channel answers with: the registry that requests are routed by, and the machine
@@ -28,8 +29,10 @@ struct Answer {
 
 /// Answers a complete message (NUL-terminated, as the page sent it): writes the reply,
 /// NUL-terminated UTF-8, to `out` of at least kAnswerSize bytes, unless an isolated library gives
-/// it later. Whatever a reader library throws becomes a reply.
-Answer answer_message(const Service& service, const char* message, TextBuffer out);
+/// it later. Whatever a reader library throws becomes a reply. A function that is not among
+/// `allowed` gets a failure reply; null allows all.
+Answer answer_message(const Service& service, const char* message, const FunctionNames* allowed,
+                      TextBuffer out);
 
 /// Writes a reply that has come later in the same way. Returns its length. Each ticket once.
 std::size_t answer_later(const Service& service, Ticket ticket, const LateReply& late,

@@ -1,12 +1,15 @@
 // Start-up in order, the service loop, and the globals that belong to them.
 
 #include <libwebsockets.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Services/dispatcher/reachability.h"
 #include "libs/lib_manager.h"
@@ -96,8 +99,22 @@ lws_context_creation_info context_settings(int argc, const char** argv, Service&
   }
   if (lws_cmdline_option(argc, argv, "-h") != nullptr)
     info.options |= LWS_SERVER_OPTION_VHOST_UPG_STRICT_HOST_CHECK;
-  if (!kernel_has_ipv6()) info.options |= LWS_SERVER_OPTION_DISABLE_IPV6;
   return info;
+}
+
+/// The context with a virtual host for each place; null when libwebsockets makes none. A place that
+/// can't be listened on shows later: libwebsockets goes on without it.
+UniqueContext open_context(lws_context_creation_info info,
+                           const std::vector<ListeningPlace>& places) {
+  info.options |= LWS_SERVER_OPTION_EXPLICIT_VHOSTS;
+  UniqueContext context(lws_create_context(&info));
+  for (const ListeningPlace& place : places) {
+    lws_context_creation_info host = info;
+    host.iface = place.address;
+    if (place.family == AF_INET) host.options |= LWS_SERVER_OPTION_DISABLE_IPV6;
+    if (context && lws_create_vhost(context.get(), &host) == nullptr) context.reset();
+  }
+  return context;
 }
 
 /// The context, listening; null, with the reason in the log, when that can't be had.
@@ -105,20 +122,26 @@ UniqueContext create_context(const lws_context_creation_info& info) {
   // libwebsockets would take port 0 for any, and goes on without a listening socket.
   std::string fault = info.port == 0 ? "there is no port to listen on, see above" : "";
   if (fault.empty() && info.ssl_cert_filepath != nullptr) fault = tls_fault();
-  UniqueContext context(fault.empty() ? lws_create_context(&info) : nullptr);
-  if (context && listens_on(info.port)) return context;
+  const auto places = listening_places(libmanager.access().loopback_alone);
+  UniqueContext context(fault.empty() ? open_context(info, places) : nullptr);
+  const auto listens = [&](const auto& place) { return listens_on(place, info.port); };
+  if (context && std::all_of(places.begin(), places.end(), listens)) return context;
   log_error("Server init failed\n");
   context.reset();
-  if (fault.empty()) fault = listening_fault(info.port);
+  if (fault.empty()) fault = listening_fault(places, info.port);
   log_error("%s\n", fault.c_str());
   return nullptr;
 }
 
 void log_listening_line() {
-  char addresses[kAddressListSize] = {};
-  get_localip(addresses, sizeof addresses);
+  char addresses[kAddressListSize] = "127.0.0.1;";
+  if (!libmanager.access().loopback_alone) {
+    addresses[0] = '\0';
+    get_localip(addresses, sizeof addresses);
+  }
   log_user("QUORVEL server is now listening on ip:%slocalhost port:%2d for protocols ws .\n",
            addresses, libmanager.listening_port());
+  log_user("Who may use the service: %s\n", libmanager.access().summary().c_str());
 }
 
 /// Wakes the service loop now and then, so that it looks at the interrupted flag, and the log says

@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "libs/lib_manager.h"
+#include "server/admission.h"
 #include "server/pending_table.h"
 #include "server/startup.h"
 #include "util/log/log.h"
@@ -39,11 +40,14 @@ const Service& service_of(lws* wsi) {
   return *static_cast<const Service*>(lws_context_user(lws_get_context(wsi)));
 }
 
+const AccessRules& rules_of(lws* wsi) { return service_of(wsi).registry.access(); }
+
 /// Sets the connection's reply to the complete message.
 void answer(lws* wsi, per_conn_data& conn, const Message& message) {
-  const Answer answer = message.text != nullptr
-                            ? answer_message(service_of(wsi), message.text, conn.payload)
-                            : Answer{answer_failure(message.refusal, conn.payload)};
+  const Answer answer =
+      message.text != nullptr
+          ? answer_message(service_of(wsi), message.text, conn.allowed, conn.payload)
+          : Answer{answer_failure(message.refusal, conn.payload)};
   conn.payload_len = static_cast<std::int32_t>(answer.length);
   conn.awaited = answer.ticket;
   if (answer.ticket != 0) waiting[answer.ticket] = wsi;
@@ -149,6 +153,17 @@ int callback_minimal_broker(lws* wsi, lws_callback_reasons reason, void* user, v
       break;
     case LWS_CALLBACK_HTTP_CONFIRM_UPGRADE:
       refuse_http2(static_cast<char*>(in));
+      if (!admit_upgrade(wsi, rules_of(wsi), static_cast<char*>(in))) return 1;
+      break;
+    case LWS_CALLBACK_FILTER_PROTOCOL_CONNECTION: {
+      // Again, and with the record that the connection keeps: no way past the first check is open.
+      const Rights rights = connection_rights(wsi, rules_of(wsi));
+      if (!rights.admitted) return 1;
+      conn->allowed = rights.functions;
+      break;
+    }
+    case LWS_CALLBACK_FILTER_HTTP_CONNECTION:
+      if (!admit_request(wsi, rules_of(wsi))) return 1;
       break;
     // libwebsockets 4.1 spins on input that it still holds while it ends a TLS connection: reading
     // stops with the old binding to a protocol, and goes on with a new one.

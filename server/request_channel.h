@@ -16,7 +16,8 @@ struct per_conn_data {
   char binary;  ///< the last frame was a binary one
   char final;   ///< the last chunk completed its message
   MessageAssembly assembly;
-  Ticket awaited;  ///< not 0: the reply to the last message comes later
+  Ticket awaited;                ///< not 0: the reply to the last message comes later
+  const FunctionNames* allowed;  ///< what its site may call; null: everything
 };
 
 /// The protocols that the context serves: "ws" alone, which therefore takes the port's HTTP

@@ -49,6 +49,19 @@ TEST_F(CallTest, ExitStatusTellsTheResult) {
   });
 }
 
+TEST_F(CallTest, OriginGetsTheRightsOfItsSite) {
+  sections = "[ACCESS]\norigin1=https://a.example\nfunctions1=plain\n";
+  start();
+  const std::string refused = failure("该网站无权使用此功能！", "echo") + "\n";
+  expect_outcomes({
+      {{url("ws", port), "--origin=https://a.example", "-"}, 0, plain, ""},
+      {{url("ws", port), "--origin=https://a.example", R"({"fid":"echo"})"}, 1, refused, ""},
+      {{url("ws", port), "--origin=https://b.example", "-"}, 2, "", "pages of https://b.example"},
+      {{url("ws", port), "-"}, 0, plain, ""},
+      {{"--url=ws://[::1]:" + std::to_string(port), "-"}, 0, plain, ""},
+  });
+}
+
 TEST_F(CallTest, TlsNeedsATrustedCertificate) {
   const std::string certificate = folder.make_certificate().string();
   options.tls = true;

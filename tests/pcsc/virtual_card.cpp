@@ -1,13 +1,10 @@
 #include "tests/pcsc/virtual_card.h"
 
-#include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
-#include <unistd.h>
 #include <winscard.h>
 
 #include <csignal>
@@ -16,6 +13,7 @@
 #include "readers/common/hex.h"
 #include "tests/support/eventually.h"
 #include "tests/support/files.h"
+#include "tests/support/own_network.h"
 
 namespace fs = std::filesystem;
 
@@ -26,16 +24,6 @@ constexpr char kSocket[] = "/run/pcscd/pcscd.comm";
 
 void check(bool success, const char* what) {
   if (!success) throw std::system_error(errno, std::generic_category(), what);
-}
-
-void set_loopback_up() {
-  const int control = socket(AF_INET, SOCK_DGRAM, 0);
-  ifreq request = {};
-  request.ifr_name[0] = 'l';
-  request.ifr_name[1] = 'o';
-  request.ifr_flags = IFF_UP | IFF_RUNNING;
-  check(ioctl(control, SIOCSIFFLAGS, &request) == 0, "loopback");
-  close(control);
 }
 
 TcpSocket connect_to_reader() {
@@ -62,19 +50,10 @@ std::string framed(const std::string& message) {
 
 void enter_own_namespaces() {
   static const bool entered = [] {
-    const std::string user = std::to_string(geteuid());
-    const std::string group = std::to_string(getegid());
-    const bool is_root = user == "0";
-    check(unshare(CLONE_NEWNS | CLONE_NEWNET | (is_root ? 0 : CLONE_NEWUSER)) == 0, "unshare");
-    if (!is_root) {
-      write_file("/proc/self/setgroups", "deny");
-      write_file("/proc/self/uid_map", "0 " + user + " 1");
-      write_file("/proc/self/gid_map", "0 " + group + " 1");
-    }
+    enter_own_network(CLONE_NEWNS);
     check(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "mount /");
     check(mount("tmpfs", "/run", "tmpfs", 0, nullptr) == 0, "mount /run");
     fs::create_directory("/run/pcscd");
-    set_loopback_up();
     return true;
   }();
   static_cast<void>(entered);

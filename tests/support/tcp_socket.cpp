@@ -1,10 +1,12 @@
 #include "tests/support/tcp_socket.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <random>
 #include <utility>
 
@@ -13,21 +15,27 @@
 
 namespace {
 
-/// The socket calls take every kind of address by a pointer to the general one.
-sockaddr* general(sockaddr_in& address) { return reinterpret_cast<sockaddr*>(&address); }
+struct Address {
+  sockaddr_storage storage{};
+  socklen_t size = 0;
 
-sockaddr_in loopback(uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
+  Address(const std::string& text, uint16_t port) {
+    sockaddr_in ipv4{};
+    sockaddr_in6 ipv6{};
+    ipv4.sin_port = ipv6.sin6_port = htons(port);
+    if (inet_pton(ipv4.sin_family = AF_INET, text.c_str(), &ipv4.sin_addr) == 1) {
+      std::memcpy(&storage, &ipv4, size = sizeof ipv4);
+    } else if (inet_pton(ipv6.sin6_family = AF_INET6, text.c_str(), &ipv6.sin6_addr) == 1) {
+      std::memcpy(&storage, &ipv6, size = sizeof ipv6);
+    }
+  }
+  const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&storage); }
+};
 
 }  // namespace
 
-TcpSocket::TcpSocket()
-    : socket(checked(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {}
+TcpSocket::TcpSocket(int family)
+    : socket(checked(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {}
 
 TcpSocket::TcpSocket(TcpSocket&& other) noexcept : socket(std::exchange(other.socket, -1)) {}
 
@@ -35,17 +43,19 @@ TcpSocket::~TcpSocket() {
   if (socket >= 0) ::close(socket);
 }
 
-TcpSocket TcpSocket::listen(int backlog) {
-  TcpSocket socket;
-  sockaddr_in address = loopback(0);
-  checked(::bind(socket.descriptor(), general(address), sizeof address), "bind");
+TcpSocket TcpSocket::listen(int backlog) { return listen(backlog, "127.0.0.1", 0); }
+
+TcpSocket TcpSocket::listen(int backlog, const std::string& text, uint16_t port) {
+  const Address address(text, port);
+  TcpSocket socket(address.storage.ss_family);
+  checked(::bind(socket.descriptor(), address.get(), address.size), "bind");
   checked(::listen(socket.descriptor(), backlog), "listen");
   return socket;
 }
 
-TcpSocket TcpSocket::connect(uint16_t port) {
-  TcpSocket socket;
-  sockaddr_in address = loopback(port);
+TcpSocket TcpSocket::connect(uint16_t port, const std::string& text) {
+  const Address address(text, port);
+  TcpSocket socket(address.storage.ss_family);
   const timeval limit{kPatience.count(), 0};
   const int no_delay = 1;
   const auto set = [&](int level, int option, const auto& value) {
@@ -53,14 +63,14 @@ TcpSocket TcpSocket::connect(uint16_t port) {
   };
   set(SOL_SOCKET, SO_RCVTIMEO, limit);
   set(IPPROTO_TCP, TCP_NODELAY, no_delay);
-  checked(::connect(socket.descriptor(), general(address), sizeof address), "connect");
+  checked(::connect(socket.descriptor(), address.get(), address.size), "connect");
   return socket;
 }
 
 uint16_t TcpSocket::local_port() const {
   sockaddr_in address{};
   socklen_t length = sizeof address;
-  checked(::getsockname(socket, general(address), &length), "getsockname");
+  checked(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length), "getsockname");
   return ntohs(address.sin_port);
 }
 

@@ -4,14 +4,16 @@
 #include <string>
 #include <string_view>
 
-/// A blocking TCP socket on 127.0.0.1, closed at the end. Functions throw std::system_error.
+/// A blocking TCP socket, by default on 127.0.0.1, closed at the end. Addresses are IPv4 or IPv6.
+/// Functions throw std::system_error.
 class TcpSocket {
  public:
   /// Listens on a free port. Nobody accepts: with a backlog of 0 the first connection fills the
   /// queue, and a further one gets no answer at all.
   static TcpSocket listen(int backlog);
+  static TcpSocket listen(int backlog, const std::string& address, uint16_t port);
   /// What is received then has to come within a minute.
-  static TcpSocket connect(uint16_t port);
+  static TcpSocket connect(uint16_t port, const std::string& address = "127.0.0.1");
 
   TcpSocket(TcpSocket&& other) noexcept;
   TcpSocket(const TcpSocket&) = delete;
@@ -29,7 +31,7 @@ class TcpSocket {
   std::string receive_until_close() const;
 
  private:
-  TcpSocket();
+  explicit TcpSocket(int family);
 
   int socket;
 };

@@ -32,7 +32,7 @@ class WsClient::Connection {
     run("connect", [&](auto& ws, auto done) { tcp_of(ws).async_connect(service, done); });
     if (auto* tls = std::get_if<TlsStream>(&stream)) handshake(tls->next_layer());
     std::visit([this](auto& ws) { set_up(ws); }, stream);
-    run("upgrade", [](auto& ws, auto done) { ws.async_handshake("127.0.0.1", "/", done); });
+    run("upgrade", [this](auto& ws, auto done) { ws.async_handshake(options.host, "/", done); });
     std::visit([this](auto& ws) { keep_reading(ws); }, stream);
   }
   Connection(const Connection&) = delete;
@@ -120,8 +120,9 @@ class WsClient::Connection {
     tcp_of(ws).set_option(tcp::no_delay(true));
     ws.auto_fragment(false);
     ws.read_message_max(0);
-    ws.set_option(websocket::stream_base::decorator([](websocket::request_type& request) {
+    ws.set_option(websocket::stream_base::decorator([this](websocket::request_type& request) {
       request.set(beast::http::field::sec_websocket_protocol, "ws");
+      if (!options.origin.empty()) request.set(beast::http::field::origin, options.origin);
     }));
     ws.control_callback([this](websocket::frame_type kind, beast::string_view) {
       if (kind == websocket::frame_type::pong) ++pongs;

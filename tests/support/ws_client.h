@@ -17,8 +17,10 @@ class WsFailure : public std::runtime_error {
 };
 
 struct WsOptions {
-  bool tls = false;               ///< any certificate is accepted
-  std::vector<std::string> alpn;  ///< protocols offered in the TLS handshake, first choice first
+  bool tls = false;                ///< any certificate is accepted
+  std::string host = "127.0.0.1";  ///< the header; the connection always goes to 127.0.0.1
+  std::string origin;              ///< the header; none when empty
+  std::vector<std::string> alpn;   ///< protocols offered in the TLS handshake, first choice first
   std::chrono::seconds limit = kPatience;  ///< how long each operation may take
 };
 

@@ -1,13 +1,16 @@
 #include "tools/call/call_options.h"
 
 #include <getopt.h>
-#include <libwebsockets.h>
 #include <unistd.h>
 
 #include <charconv>
 #include <iostream>
 #include <iterator>
-#include <vector>
+#include <regex>
+
+#include "util/language/language.h"
+#include "util/os/port.h"
+#include "util/text/format.h"
 
 namespace {
 
@@ -15,24 +18,29 @@ constexpr const char* kDefaultUrl = "ws://127.0.0.1:47392";
 constexpr int kLongestTimeoutSeconds = 86400;
 
 ServiceUrl parse_url(const std::string& text) {
-  std::vector<char> scratch(text.c_str(), text.c_str() + text.size() + 1);
-  const char* scheme = nullptr;
-  const char* host = nullptr;
-  const char* path = nullptr;
+  static const std::regex kParts(
+      R"((\w+)://(?:\[([[:xdigit:]:.]+)\]|([^\[\]/?#:]+))(?::(\d{1,9}))?(/.*)?)");
+  std::smatch parts;
+  if (!std::regex_match(text, parts, kParts)) {
+    throw UsageError(
+        format_text(translated("--url %s: not an address such as %s"), text.c_str(), kDefaultUrl));
+  }
+  const std::string scheme = parts[1];
   ServiceUrl url;
   url.text = text;
-  if (lws_parse_uri(scratch.data(), &scheme, &host, &url.port, &path) != 0 || *host == '\0') {
-    throw UsageError("--url " + text + ": not an address such as " + kDefaultUrl);
+  url.tls = scheme == "wss";
+  if (!url.tls && scheme != "ws") {
+    throw UsageError(
+        format_text(translated("--url %s: the address begins with ws:// or wss://"), text.c_str()));
   }
-  url.tls = std::string_view(scheme) == "wss";
-  if (!url.tls && std::string_view(scheme) != "ws") {
-    throw UsageError("--url " + text + ": the address begins with ws:// or wss://");
+  const int default_port = url.tls ? 443 : 80;
+  url.port = parts[4].matched ? std::stoi(parts[4]) : default_port;
+  if (url.port < 1 || url.port > kHighestPort) {
+    throw UsageError(
+        format_text(translated("--url %s: a port lies between 1 and 65535"), text.c_str()));
   }
-  if (url.port < 1 || url.port > 65535) {
-    throw UsageError("--url " + text + ": a port lies between 1 and 65535");
-  }
-  url.host = host;
-  url.path = std::string("/") + path;
+  url.host = parts[2].str() + parts[3].str();
+  url.path = parts[5].matched ? parts[5].str() : "/";
   return url;
 }
 
@@ -41,15 +49,15 @@ int parse_timeout(std::string_view text) {
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, seconds);
   if (error != std::errc() || stop != end || seconds < 1 || seconds > kLongestTimeoutSeconds) {
-    throw UsageError("--timeout " + std::string(text) + ": give whole seconds from 1 to " +
-                     std::to_string(kLongestTimeoutSeconds));
+    throw UsageError(format_text(translated("--timeout %s: give whole seconds from 1 to %d"),
+                                 std::string(text).c_str(), kLongestTimeoutSeconds));
   }
   return seconds;
 }
 
 std::string read_standard_input() {
   std::string text(std::istreambuf_iterator<char>(std::cin), {});
-  if (std::cin.bad()) throw UsageError("standard input can't be read");
+  if (std::cin.bad()) throw UsageError(translated("standard input can't be read"));
   if (!text.empty() && text.back() == '\n') text.pop_back();
   if (!text.empty() && text.back() == '\r') text.pop_back();
   return text;
@@ -57,7 +65,7 @@ std::string read_standard_input() {
 
 }  // namespace
 
-const char* const kUsage =
+const char* const kUsage = translatable(
     "Usage: quorvel-call [OPTION]... REQUEST\n"
     "Send REQUEST to the card-reading service and print its reply.\n"
     "REQUEST is a JSON object such as '{\"fid\":\"getconfig\"}'; \"-\" reads it from standard "
@@ -65,20 +73,20 @@ const char* const kUsage =
     "\n"
     "  --url URL          address of the service (ws://127.0.0.1:47392);\n"
     "                     wss:// when the service was started with -s\n"
+    "  --origin ORIGIN    call as a page of that site does, such as https://portal.example.org\n"
     "  --ca FILE          certificate (PEM) to trust beside those of the system\n"
     "  --timeout SECONDS  how long to wait for the reply (30)\n"
     "  --help             print this text\n"
     "\n"
     "Exit status: 0 the reply's \"result\" is \"true\", 1 it is not, 2 no reply,\n"
-    "3 wrong usage, or the reply can't be written.\n";
+    "3 wrong usage, or the reply can't be written.\n");
 
 CallOptions parse_options(int argc, char** argv) {
-  enum Option { kUrl = 1, kCa, kTimeout, kHelp };
-  static const option kOptions[] = {{"url", required_argument, nullptr, kUrl},
-                                    {"ca", required_argument, nullptr, kCa},
-                                    {"timeout", required_argument, nullptr, kTimeout},
-                                    {"help", no_argument, nullptr, kHelp},
-                                    {nullptr, 0, nullptr, 0}};
+  enum Option { kUrl = 1, kOrigin, kCa, kTimeout, kHelp };
+  static const option kOptions[] = {
+      {"url", required_argument, nullptr, kUrl}, {"origin", required_argument, nullptr, kOrigin},
+      {"ca", required_argument, nullptr, kCa},   {"timeout", required_argument, nullptr, kTimeout},
+      {"help", no_argument, nullptr, kHelp},     {nullptr, 0, nullptr, 0}};
   CallOptions options;
   std::string url = kDefaultUrl;
   opterr = 0;
@@ -87,6 +95,9 @@ CallOptions parse_options(int argc, char** argv) {
     switch (found) {
       case kUrl:
         url = optarg;
+        break;
+      case kOrigin:
+        options.origin = optarg;
         break;
       case kCa:
         options.ca_file = optarg;
@@ -98,13 +109,13 @@ CallOptions parse_options(int argc, char** argv) {
         options.help = true;
         return options;
       default:
-        throw UsageError(std::string(argv[optind - 1]) +
-                         ": unknown option, or its value is missing");
+        throw UsageError(format_text(translated("%s: unknown option, or its value is missing"),
+                                     argv[optind - 1]));
     }
   }
-  if (argc - optind != 1) throw UsageError("give exactly one request");
+  if (argc - optind != 1) throw UsageError(translated("give exactly one request"));
   if (!options.ca_file.empty() && access(options.ca_file.c_str(), R_OK) != 0) {
-    throw UsageError("--ca " + options.ca_file + ": can't be read");
+    throw UsageError(format_text(translated("--ca %s: can't be read"), options.ca_file.c_str()));
   }
   options.url = parse_url(url);
   options.request = argv[optind];

@@ -15,6 +15,7 @@ struct ServiceUrl {
 /// What the command line asks for. Texts are UTF-8.
 struct CallOptions {
   ServiceUrl url;
+  std::string origin;        ///< the header Origin, as a page of that site sends it; empty: none
   std::string ca_file;       ///< PEM file trusted beside the system's store; empty: the store alone
   int timeout_seconds = 30;  ///< for the whole exchange; a card operation may take most of it
   std::string request;       ///< sent as it is, without the line end that closes standard input
@@ -27,6 +28,7 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Untranslated.
 extern const char* const kUsage;
 
 /// Reads the command line, and standard input when the request is "-".

@@ -8,6 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "util/language/language.h"
+#include "util/text/format.h"
+
 namespace {
 
 constexpr const char* kSubprotocol = "ws";
@@ -30,7 +33,9 @@ class Exchange {
     while (!finished && lws_service(context.get(), 0) >= 0) {
     }
     lws_sul_cancel(&timer.entry);
-    if (!complete) throw NoReply(failure.empty() ? "the connection broke off" : failure);
+    if (refused) throw Refused(translated("it may not be called so (403)"));
+    if (!complete)
+      throw NoReply(failure.empty() ? translated("the connection broke off") : failure);
     return std::move(reply);
   }
 
@@ -50,18 +55,22 @@ class Exchange {
     info.user = this;
     // Covers a handshake that waits because the service is busy with another client's card.
     info.timeout_secs = static_cast<unsigned int>(options.timeout_seconds);
-    if (options.url.tls) info.options = LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
+    info.options = LWS_SERVER_OPTION_JUST_USE_RAW_ORIGIN;
+    if (options.url.tls) info.options |= LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
     if (!options.ca_file.empty()) info.client_ssl_ca_filepath = options.ca_file.c_str();
     context.reset(lws_create_context(&info));
-    if (context == nullptr) throw NoReply("the WebSocket library can't be set up");
+    if (context == nullptr) throw NoReply(translated("the WebSocket library can't be set up"));
   }
 
   void connect() {
     lws_client_connect_info info{};
     info.context = context.get();
     info.address = options.url.host.c_str();
-    info.host = info.address;
-    info.origin = info.address;
+    // An IPv6 address stands in brackets in the header alone.
+    const bool is_ipv6 = options.url.host.find(':') != std::string::npos;
+    const std::string host = is_ipv6 ? "[" + options.url.host + "]" : options.url.host;
+    info.host = host.c_str();
+    if (!options.origin.empty()) info.origin = options.origin.c_str();
     info.port = options.url.port;
     info.path = options.url.path.c_str();
     info.protocol = kSubprotocol;
@@ -70,7 +79,7 @@ class Exchange {
     info.ssl_connection = options.url.tls ? LCCSCF_USE_SSL : 0;
     info.alpn = "http/1.1";
     if (lws_client_connect_via_info(&info) == nullptr)
-      fail("no connection, is the host name right?");
+      fail(translated("no connection, is the host name right?"));
   }
 
   /// Ends run() without a reply; the first reason given is the one reported.
@@ -97,7 +106,8 @@ class Exchange {
 
   static void on_timeout(lws_sorted_usec_list_t* entry) {
     Exchange* self = reinterpret_cast<Timer*>(entry)->owner;
-    self->fail("no reply within " + std::to_string(self->options.timeout_seconds) + " seconds");
+    self->fail(
+        format_text(translated("no reply within %d seconds"), self->options.timeout_seconds));
     // The library runs timers before it waits for the sockets, and would go on to wait.
     lws_cancel_service(self->context.get());
   }
@@ -113,10 +123,11 @@ class Exchange {
       case LWS_CALLBACK_CLIENT_RECEIVE:
         return self->collect_reply(wsi, bytes, length);
       case LWS_CALLBACK_CLIENT_CONNECTION_ERROR:
-        self->fail(bytes == nullptr ? "no connection" : std::string(bytes, length));
+        self->refused = lws_http_client_http_response(wsi) == HTTP_STATUS_FORBIDDEN;
+        self->fail(bytes == nullptr ? translated("no connection") : std::string(bytes, length));
         return 0;
       case LWS_CALLBACK_CLIENT_CLOSED:
-        self->fail("the connection was closed before a reply came");
+        self->fail(translated("the connection was closed before a reply came"));
         return 0;
       default:
         return lws_callback_http_dummy(wsi, reason, user, in, length);
@@ -129,6 +140,7 @@ class Exchange {
   std::string reply;
   std::string failure;
   bool sent = false;
+  bool refused = false;                                  ///< with status 403
   bool complete = false;                                 ///< the reply's last fragment has come
   bool finished = false;                                 ///< run() may return
   std::unique_ptr<lws_context, ContextDeleter> context;  ///< last: its end calls on_event

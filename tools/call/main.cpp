@@ -8,6 +8,8 @@
 
 #include "tools/call/call_options.h"
 #include "tools/call/exchange.h"
+#include "util/language/language.h"
+#include "util/text/format.h"
 
 namespace {
 
@@ -25,22 +27,36 @@ bool says_true(const std::string& reply) {
 void explain_no_reply(const ServiceUrl& url, const char* reason) {
   std::fprintf(
       stderr,
-      "quorvel-call: no reply from %s: %s\n"
-      "Please check:\n"
-      "  - Is the service running? It is started from its directory as bin/quorvelserver.\n"
-      "  - Is %d its port? See localport under [SERVER] in bin/quorvel_service.ini.\n",
+      translated(
+          "quorvel-call: no reply from %s: %s\n"
+          "Please check:\n"
+          "  - Is the service running? It is started from its directory as bin/quorvelserver.\n"
+          "  - Is %d its port? See localport under [SERVER] in bin/quorvel_service.ini.\n"),
       url.text.c_str(), reason, url.port);
-  std::fputs(url.tls ? "  - Was it started with -s? Without it, use ws:// instead of wss://.\n"
-                       "  - Is its certificate trusted and made for this host name? See --ca.\n"
-                     : "  - Was it started with -s? Then use wss:// instead of ws://.\n",
-             stderr);
+  std::fputs(
+      url.tls
+          ? translated("  - Was it started with -s? Without it, use ws:// instead of wss://.\n"
+                       "  - Is its certificate trusted and made for this host name? See --ca.\n")
+          : translated("  - Was it started with -s? Then use wss:// instead of ws://.\n"),
+      stderr);
+}
+
+void explain_refusal(const CallOptions& options) {
+  const std::string who = options.origin.empty()
+                              ? translated("programs that name no origin")
+                              : format_text(translated("pages of %s"), options.origin.c_str());
+  std::fprintf(stderr,
+               translated("quorvel-call: %s does not serve %s, or not under that host name (403).\n"
+                          "Its log says which. See originN and hostN under [ACCESS] in "
+                          "bin/quorvel_service.ini.\n"),
+               options.url.text.c_str(), who.c_str());
 }
 
 int call(const CallOptions& options) {
   const std::string reply = exchange(options);
   const std::string line = reply + "\n";
   if (std::fwrite(line.data(), 1, line.size(), stdout) < line.size() || std::fflush(stdout) != 0) {
-    std::perror("quorvel-call: the reply can't be written");
+    std::perror(translated("quorvel-call: the reply can't be written"));
     return kUsageError;
   }
   return says_true(reply) ? kSuccess : kRefused;
@@ -49,16 +65,20 @@ int call(const CallOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  use_language_of_locale();
   CallOptions options;
   try {
     options = parse_options(argc, argv);
-    if (options.help) return std::fputs(kUsage, stdout) < 0 ? kUsageError : kSuccess;
+    if (options.help) return std::fputs(translated(kUsage), stdout) < 0 ? kUsageError : kSuccess;
     return call(options);
+  } catch (const Refused&) {
+    explain_refusal(options);
+    return kNoReply;
   } catch (const NoReply& error) {
     explain_no_reply(options.url, error.what());
     return kNoReply;
   } catch (const UsageError& error) {
-    std::fprintf(stderr, "quorvel-call: %s\nTry quorvel-call --help.\n", error.what());
+    std::fprintf(stderr, translated("quorvel-call: %s\nTry quorvel-call --help.\n"), error.what());
   } catch (const std::exception& error) {
     std::fprintf(stderr, "quorvel-call: %s\n", error.what());
   }

@@ -44,3 +44,23 @@ int get_localip(char* out, std::size_t size) {
   }
   return result;
 }
+
+bool peer_is_on_loopback(int descriptor) {
+  sockaddr_storage storage{};
+  socklen_t size = sizeof storage;
+  if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&storage), &size) != 0) return false;
+  in_addr ipv4{};
+  if (storage.ss_family == AF_INET) {
+    sockaddr_in address{};
+    std::memcpy(&address, &storage, sizeof address);
+    ipv4 = address.sin_addr;
+  } else {
+    sockaddr_in6 address{};
+    std::memcpy(&address, &storage, sizeof address);
+    const in6_addr& ipv6 = address.sin6_addr;
+    if (storage.ss_family != AF_INET6 || !IN6_IS_ADDR_V4MAPPED(&ipv6))
+      return storage.ss_family == AF_INET6 && IN6_IS_ADDR_LOOPBACK(&ipv6);
+    std::memcpy(&ipv4, &ipv6.s6_addr[12], sizeof ipv4);
+  }
+  return ntohl(ipv4.s_addr) >> 24 == IN_LOOPBACKNET;
+}

@@ -11,3 +11,7 @@ inline constexpr std::size_t kAddressListSize = kMaxInterfaces * 16 + 1;
 /// NUL-terminated text in `out` of `size` bytes. An address that would not fit whole is left out.
 /// Returns 0 when at least one address was appended, -1 otherwise.
 int get_localip(char* out, std::size_t size = kAddressListSize);
+
+/// Whether the other end of the connected TCP socket has a loopback address: 127.0.0.0/8 or ::1.
+/// False when that can't be told.
+bool peer_is_on_loopback(int descriptor);

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "access/access_rules.h"
+
+class ServiceIni;
+
+/// The section [ACCESS] of the service INI file, for a service that listens on `port`. What is
+/// written wrongly there is named in the log, with the cure, and never opens what it may have been
+/// meant to close.
+AccessRules read_access(const ServiceIni& ini, int port);

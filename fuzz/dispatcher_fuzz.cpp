@@ -20,6 +20,7 @@
 #include "Services/dispatcher/dispatcher.h"
 #include "Services/dispatcher/program_directory.h"
 #include "Services/dispatcher/reachability.h"
+#include "Services/dispatcher/status.h"
 #include "fuzz/client_view.h"
 #include "fuzz/input.h"
 #include "libs/funlib.h"
@@ -80,6 +81,13 @@ void fill_settings(int kind, const std::string& content) {
 LibManager::LibManager() noexcept : port(0) {}
 LibManager::~LibManager() = default;
 
+/// Twenty that have nothing good to say.
+std::vector<LibraryStatus> LibManager::status() const {
+  const std::string& text = world.library_reply;
+  const LibraryCondition failed{LibraryCondition::State::kFailed, text, 0, 0};
+  return std::vector<LibraryStatus>(20, {"lib20", text, text, std::chrono::hours(1), failed});
+}
+
 void LibManager::report_foreign_text(const char*) {}
 
 Library::Later LibManager::call_later(Ticket, const char*, const char*, std::size_t) {
@@ -131,9 +139,15 @@ std::string answer(const std::string& request, std::size_t size) {
   begin_check_pass();
   const auto dispatcher = std::make_unique<Jdispatcher>(&registry, request.c_str());
   const auto reply = std::make_unique<char[]>(size);
+  char long_reply[kStatusReplySize];
   bool done = false;
   try {
-    done = dispatcher->init(reply.get(), "x86_64", size) && dispatcher->dispatch(reply.get(), size);
+    const bool good = dispatcher->init(reply.get(), "x86_64", size);
+    if (good && dispatcher->dispatch_long(long_reply)) {
+      require(read_strictly(long_reply) != nullptr, "the long reply is JSON");
+      return long_reply;
+    }
+    done = good && dispatcher->dispatch(reply.get(), size);
   } catch (const std::runtime_error&) {
     require(world.library_result == kThrows, "only the library throws");
     return {};

@@ -2,7 +2,12 @@
 
 #include <algorithm>
 
+#include "util/text/ascii.h"
+
 namespace {
+
+/// What may stand between two names.
+constexpr std::string_view kSeparators = " \t\r\n,;|\"'()[]{}";
 
 /// The value of a hexadecimal digit, or -1.
 int digit_value(char c) {
@@ -24,4 +29,23 @@ std::string decode_function_list(std::string_view answer, std::size_t limit) {
   }
   bytes.resize(std::min(bytes.size(), limit));
   return bytes;
+}
+
+std::vector<std::string> function_names(std::string_view list) {
+  list = list.substr(0, list.find('\0'));
+  std::vector<std::string> names;
+  std::size_t begin = list.find_first_not_of(kSeparators);
+  while (begin != std::string_view::npos) {
+    const std::size_t end = std::min(list.find_first_of(kSeparators, begin), list.size());
+    names.emplace_back(list.substr(begin, end - begin));
+    begin = list.find_first_not_of(kSeparators, end);
+  }
+  return names;
+}
+
+bool is_reserved_name(std::string_view name) {
+  constexpr std::string_view kPrefix = kReservedPrefix;
+  return name.size() >= kPrefix.size() &&
+         std::equal(kPrefix.begin(), kPrefix.end(), name.begin(),
+                    [](char wanted, char given) { return wanted == ascii_lower(given); });
 }

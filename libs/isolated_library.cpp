@@ -45,6 +45,18 @@ bool IsolatedLibrary::init(TextBuffer errtext) {
   return fail_with(errtext, refusal);
 }
 
+LibraryCondition IsolatedLibrary::condition() const {
+  using Seen = LibraryCondition::State;
+  LibraryCondition seen{Seen::kRestarting, {}, restarts, waiting.size()};
+  if (state == State::kIdle) seen.state = Seen::kReady;
+  if (state == State::kBusy) seen.state = Seen::kWorking;
+  if (state == State::kDown) {
+    seen.state = Seen::kFailed;
+    seen.reason = refusal;
+  }
+  return seen;
+}
+
 int IsolatedLibrary::call(const char* name, const char* command, TextBuffer reply) {
   own_reply.reset();
   if (call_later(kOwnTicket, name, command, reply.size) != Later::kAccepted)
@@ -82,7 +94,7 @@ void IsolatedLibrary::end(std::chrono::steady_clock::time_point latest) {
 }
 
 void IsolatedLibrary::on_event() {
-  read_packets();
+  if (read_packets()) return;  // an event of another kind comes again
   if (const auto status = helper ? helper->status() : std::nullopt) on_end(*status);
   if (timer.has_expired()) on_deadline();
 }
@@ -90,6 +102,7 @@ void IsolatedLibrary::on_event() {
 /// Starts the helper; the library is then being loaded, unless no helper can be had.
 void IsolatedLibrary::start() {
   has_answered = false;
+  if (was_ready) ++restarts;
   try {
     helper = std::make_unique<HelperProcess>(path, events, *this);
     state = State::kLoading;
@@ -112,17 +125,21 @@ void IsolatedLibrary::start_next() {
   timer.start(limit);
 }
 
-void IsolatedLibrary::read_packets() {
+/// Whether there were any.
+bool IsolatedLibrary::read_packets() {
   std::string packet;
+  bool any = false;
   while (helper) {
     const HelperProcess::Received received = helper->receive(packet);
-    if (received == HelperProcess::Received::kNothing) return;
-    if (received == HelperProcess::Received::kPacket && take_packet(packet)) continue;
-    if (received == HelperProcess::Received::kPacket)
+    if (received == HelperProcess::Received::kNothing) break;
+    any = received == HelperProcess::Received::kPacket;
+    if (any && take_packet(packet)) continue;
+    if (any)
       log_error("%s: its helper process sent what is no answer, and is ended\n", path.c_str());
     if (helper) helper->kill();  // its end is seen later
-    return;
+    break;
   }
+  return any;
 }
 
 /// False for what can't come from a helper whose library keeps to its own memory.
@@ -182,6 +199,7 @@ void IsolatedLibrary::on_deadline() {
       break;
     case State::kEnding:
       state = State::kDown;
+      refusal = messages::kLibraryTimedOut;
       timer.start(limit);
       refuse_waiting();
       break;

@@ -29,6 +29,7 @@ class IsolatedLibrary final : public Library, public EventHandler {
 
   bool init(TextBuffer errtext) override;
   const char* functions() const override { return function_list.c_str(); }
+  LibraryCondition condition() const override;
   int call(const char* name, const char* command, TextBuffer reply) override;
   Later call_later(Ticket ticket, const char* name, const char* command,
                    std::size_t reply_size) override;
@@ -53,7 +54,7 @@ class IsolatedLibrary final : public Library, public EventHandler {
 
   void start();
   void start_next();
-  void read_packets();
+  bool read_packets();
   bool take_packet(const std::string& packet);
   void on_loaded(const HelperFrame& frame);
   void on_answered(HelperFrame frame);
@@ -74,12 +75,13 @@ class IsolatedLibrary final : public Library, public EventHandler {
   std::unique_ptr<HelperProcess> helper;
   std::string function_list;
   bool was_ready = false;   ///< has been loaded once, and is therefore started anew
-  std::string refusal;      ///< why it was not loaded at first (GBK)
+  std::string refusal;      ///< why it was not loaded the last time (GBK)
   bool was_thrown = false;  ///< the library threw `refusal`
   std::deque<Call> waiting;
   std::optional<Call> running;
   std::optional<LateReply> own_reply;  ///< to the command of call(), which waits for it
   std::uint32_t last_number = 0;
+  unsigned restarts = 0;
   bool has_answered = false;  ///< the present helper has given a reply
   std::chrono::steady_clock::time_point loaded_at;
   std::chrono::seconds next_pause{1};  ///< before the next start, after one that failed

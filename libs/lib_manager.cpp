@@ -7,10 +7,11 @@
 
 #include "access/access_settings.h"
 #include "config/service_ini.h"
+#include "libs/function_list.h"
 #include "libs/isolated_library.h"
-#include "libs/isolation_settings.h"
 #include "libs/listing.h"
 #include "libs/local_library.h"
+#include "util/json/json_object.h"
 #include "util/log/log.h"
 #include "util/os/program_path.h"
 #include "util/os/working_directory.h"
@@ -21,16 +22,12 @@
 namespace {
 
 constexpr int kDefaultPort = 47392;
-constexpr int kMaxLibraries = 20;
-constexpr std::chrono::seconds kInProcess(0);  // no limit, since nothing could enforce it
-constexpr std::size_t kShortestPath = 6;
 
-/// Whether the value is within its limit; says in the log what to do when it is not.
-bool within_limit(const char* section, const char* key, std::string_view value, std::size_t limit) {
-  if (value.size() <= limit) return true;
-  log_error("%s: [%s] %s is longer than %zu characters and was skipped; shorten it\n", kServiceIni,
-            section, key, limit);
-  return false;
+/// The reason in a text of addlib: its "errmsg", or the bare text where it is no failure reply.
+std::string reason_in(std::string reason) {
+  const neb::CJsonObject reply(reason, Charset::kGbk);
+  reply.Get("errmsg", reason);
+  return reason;
 }
 
 /// Runs `action`; an exception becomes a failure text and the result false.
@@ -71,30 +68,15 @@ bool LibManager::init(char* errtext, std::size_t size) {
 }
 
 void LibManager::load_listed_libraries(CIni& ini, char* errtext, std::size_t size) {
-  isolation = read_isolation(ini);
-  for (int i = 1; i <= kMaxLibraries; ++i) {
-    const std::string key = "lib" + std::to_string(i);
-    const std::string value = ini.GetStr(kLibrarySection, key.c_str());
-    if (!within_limit(kLibrarySection, key.c_str(), value, kLongestLibraryPath)) continue;
-    if (!names_library(value)) {
-      if (!value.empty())
-        log_warning("%s: [%s] %s=%s names no .so file and was skipped\n", kServiceIni,
-                    kLibrarySection, key.c_str(), value.c_str());
-      continue;
-    }
-    char path[kLongestLibraryPath + 1];
-    if (!getfilepath(path, value.c_str(), sizeof path)) {
-      log_error("%s: [%s] %s: its full path is longer than %zu characters and was skipped\n",
-                kServiceIni, kLibrarySection, key.c_str(), kLongestLibraryPath);
-      continue;
-    }
-    if (std::strlen(path) < kShortestPath) continue;
-    log_user("loading begin =%s\n", value.c_str());
-    const auto isolated = isolation.find(key);
-    const auto limit = isolated != isolation.end() ? isolated->second : kInProcess;
-    if (add(path, limit, {errtext, size})) continue;
-    print("\n?error  = %s?\n", errtext);
-    log_error("%s\n", errtext);
+  listed = read_listing(ini);
+  for (ListedLibrary& library : listed) {
+    if (!library.failure.empty()) continue;
+    log_user("loading begin =%s\n", library.value.c_str());
+    if (add(library.path.c_str(), library.limit, {errtext, size})) continue;
+    const std::string reason = errtext;
+    print("\n?error  = %s?\n", reason.c_str());
+    log_error("%s\n", reason.c_str());
+    library.failure = reason_in(reason);
   }
 }
 
@@ -120,10 +102,18 @@ bool LibManager::load(const char* path, std::chrono::seconds limit, TextBuffer e
     return fail_with(errtext, format_text("%s loaded! \n", path));
   }
   log_user("loading %s \n", path);
+  return enter(path, limit, errtext);
+}
+
+bool LibManager::enter(const char* path, std::chrono::seconds limit, TextBuffer errtext) {
   auto library = make_library(path, limit);
   char reason[QUORVEL_ERROR_SIZE] = {};
   if (!library->init(reason))
     return write_failure(errtext, format_text(messages::kInitFailed, path, reason));
+  if (std::strstr(library->functions(), kReservedPrefix) != nullptr)
+    log_warning(
+        "%s: functions that begin with \"%s\" are the service's own; it is never asked for\n", path,
+        kReservedPrefix);
   libs.emplace(path, std::move(library));
   return true;
 }
@@ -173,6 +163,23 @@ Library::Later LibManager::call_later(Ticket ticket, const char* fid, const char
 
 void LibManager::forget(Ticket ticket) {
   for (const auto& entry : libs) entry.second->forget(ticket);
+}
+
+std::vector<LibraryStatus> LibManager::status() const {
+  std::vector<LibraryStatus> all;
+  for (const ListedLibrary& entry : listed) {
+    LibraryStatus one{entry.key, entry.path, {}, entry.limit, {}};
+    const auto loaded = entry.failure.empty() ? libs.find(entry.path) : libs.end();
+    if (loaded != libs.end()) {
+      one.functions = loaded->second->functions();
+      one.condition = loaded->second->condition();
+    } else {
+      one.condition.state = LibraryCondition::State::kFailed;
+      one.condition.reason = entry.failure;
+    }
+    all.push_back(std::move(one));
+  }
+  return all;
 }
 
 int LibManager::event_descriptor() const { return events ? events->descriptor() : -1; }

@@ -7,10 +7,12 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "access/access_rules.h"
-#include "libs/isolation_settings.h"
 #include "libs/library.h"
+#include "libs/library_status.h"
+#include "libs/listing.h"
 #include "util/json/failure_reply.h"
 #include "util/os/event_set.h"
 #include "util/text/text_buffer.h"
@@ -74,6 +76,10 @@ class LibManager {
   /// Says in the log, once for each library, that a reply to the function `fid` was no GBK.
   void report_foreign_text(const char* fid);
 
+  /// The libraries that the service INI file lists, in the order of their keys, with those that
+  /// could not be loaded.
+  std::vector<LibraryStatus> status() const;
+
   /// TCP port to listen on; 47392 until init has read the INI file, 0 when that names none
   /// that can be used.
   int listening_port() const { return port; }
@@ -87,14 +93,15 @@ class LibManager {
   void load_listed_libraries(CIni& ini, char* errtext, std::size_t size);
   bool add(const char* path, std::chrono::seconds limit, TextBuffer errtext);
   bool load(const char* path, std::chrono::seconds limit, TextBuffer errtext);
+  bool enter(const char* path, std::chrono::seconds limit, TextBuffer errtext);
   std::unique_ptr<Library> make_library(const char* path, std::chrono::seconds limit);
   LibraryTable::const_iterator find_function(const std::string& lowered_name) const;
 
-  Isolation isolation;
   std::optional<EventSet> events;  ///< of isolated libraries, once there is one; outlives them
   LateReplyHandler on_late_reply;
   std::set<std::string> reported_for_text;  ///< paths
   LibraryTable libs;
+  std::vector<ListedLibrary> listed;
   int port;
   AccessRules access_rules;
 };

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "libs/library_status.h"
 #include "util/text/text_buffer.h"
 
 /// Tells one call that is answered later from every other one ever made; 0 is none.
@@ -45,6 +46,8 @@ class Library {
   virtual bool init(TextBuffer errtext) = 0;
   /// The functions that it serves, as it lists them.
   virtual const char* functions() const = 0;
+  /// How it does: ready, unless it can be anything else between two calls.
+  virtual LibraryCondition condition() const { return {}; }
 
   /// Lets it answer one command at once: the reply goes to `reply`. Returns the library's result,
   /// or 0 with a failure reply. `name` is the function's, in lower case. What the library throws

@@ -1,7 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <string>
 #include <string_view>
+#include <vector>
+
+class CIni;
 
 // How the service INI file lists the libraries, and the rules for their values.
 
@@ -10,6 +15,20 @@ inline constexpr char kLibrarySection[] = "REGISTER";
 
 /// Longest value, and longest path that it stands for, in bytes.
 inline constexpr std::size_t kLongestLibraryPath = 199;
+
+/// A library that the file lists.
+struct ListedLibrary {
+  std::string key;             ///< "lib1" and so on
+  std::string value;           ///< as it stands in the file
+  std::string path;            ///< the value, or the file of that name beside the program
+  std::chrono::seconds limit;  ///< for one call, of an isolated library; kInProcess of another
+  std::string failure;         ///< why it is not loaded (GBK); "" while it can be, or is
+};
+inline constexpr std::chrono::seconds kInProcess(0);
+
+/// The libraries that the file lists, in the order of their keys. What is written wrongly is named
+/// in the log, with the cure, and has a failure.
+std::vector<ListedLibrary> read_listing(CIni& ini);
 
 /// Whether the value is one of a library at all; another is skipped.
 bool names_library(std::string_view value);

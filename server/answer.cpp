@@ -60,9 +60,9 @@ void write_exception(bool canned, const std::string& text, TextBuffer reply) {
   print("%s", reply.data);
 }
 
-/// Runs the dispatcher on the request. Where the answer has no ticket, the reply (GBK) is in
-/// `reply`.
-Answer dispatch(const Service& service, const Request& request, TextBuffer reply) {
+/// Runs the dispatcher on the request. Where the answer has neither ticket nor length, the reply
+/// (GBK) is in `reply`; a long one is in `out` already.
+Answer dispatch(const Service& service, const Request& request, TextBuffer reply, TextBuffer out) {
   try {
     dispatcher.emplace(&service.registry, request.text);
     if (!dispatcher->init(reply.data, service.platform, reply.size)) return {};
@@ -71,6 +71,7 @@ Answer dispatch(const Service& service, const Request& request, TextBuffer reply
       complete_fid(reply, dispatcher->function());
       return {};
     }
+    if (dispatcher->dispatch_long(out)) return {std::strlen(out.data)};
     const Library::Later later = dispatcher->dispatch_later(last_ticket + 1, reply.size);
     if (later == Library::Later::kAccepted) return {0, ++last_ticket};
     if (later == Library::Later::kUnavailable) {
@@ -98,11 +99,11 @@ Answer answer_request(const Service& service, const Request& request, TextBuffer
   char reply[kCannedReplySize];
   const std::size_t size = request.canned ? kCannedReplySize : kReplySize;
   std::memset(reply, 0, size);
-  Answer answer = dispatch(service, request, {reply, size});
+  Answer answer = dispatch(service, request, {reply, size}, out);
   const char* fid = dispatcher ? dispatcher->function() : "";
   if (answer.ticket != 0) {
     awaited[answer.ticket] = {fid, request.canned};
-  } else {
+  } else if (answer.length == 0) {
     answer.length = convert(service, reply, fid, out);
   }
   dispatcher.reset();

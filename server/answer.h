@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
+#include "Services/dispatcher/status.h"
 #include "libs/library.h"
 #include "util/text/conversion.h"
 #include "util/text/text_buffer.h"
@@ -16,10 +18,12 @@ struct Service {
   const char* platform;
 };
 
-/// Size in bytes of the reply to the canned request, the larger of the two kinds of replies.
+/// Size in bytes of the reply to the canned request, the larger of the two kinds of replies of
+/// libraries.
 inline constexpr std::size_t kCannedReplySize = 2048;
 /// Room that every reply has in UTF-8.
-inline constexpr std::size_t kAnswerSize = kLargestGrowth * kCannedReplySize;
+inline constexpr std::size_t kAnswerSize =
+    std::max(kLargestGrowth * kCannedReplySize, kStatusReplySize);
 
 /// What becomes of a message: its reply's length in UTF-8, never 0, or a reply that comes later.
 struct Answer {

@@ -1,13 +1,18 @@
 #include "Services/dispatcher/dispatcher.h"
 
+#include <chrono>
 #include <string>
 
 #include "Services/dispatcher/json_reply.h"
+#include "Services/dispatcher/status.h"
+#include "libs/function_list.h"
 #include "libs/lib_manager.h"
 #include "util/json/json_object.h"
 #include "util/text/messages.h"
 
 namespace {
+
+const auto kStart = std::chrono::steady_clock::now();
 
 const unsigned char* bytes(const char* text) {
   return reinterpret_cast<const unsigned char*>(text);
@@ -29,27 +34,32 @@ bool Jdispatcher::init(char* out, const char* platform, std::size_t size) {
   std::string name;
   if (const char* refusal = make_command(json, platform, name))
     return write_failure({out, size}, refusal);
+  own = own_function(name);
   return copy_text(command, json.ToString()) && copy_text(fid, name);
 }
 
+bool Jdispatcher::dispatch_long(TextBuffer out) {
+  return own != nullptr && own->is_long && (this->*own->answer)(out);
+}
+
 bool Jdispatcher::dispatch(char* out, std::size_t size) {
-  const Handler own = own_function(fid);
-  return own != nullptr ? (this->*own)({out, size}) : forward({out, size});
+  if (own == nullptr) return forward({out, size});
+  return own->is_long ? refuse({out, size}) : (this->*own->answer)({out, size});
 }
 
 Library::Later Jdispatcher::dispatch_later(Ticket ticket, std::size_t size) {
-  if (is_own_function(fid)) return Library::Later::kNever;
+  if (own != nullptr) return Library::Later::kNever;
   return mgr->call_later(ticket, fid, command, size);
 }
 
-Jdispatcher::Handler Jdispatcher::own_function(std::string_view name) {
-  static constexpr struct {
-    std::string_view name;
-    Handler handler;
-  } kOwnFunctions[] = {{"config", &Jdispatcher::config}, {"getconfig", &Jdispatcher::getconfig}};
-  for (const auto& own : kOwnFunctions)
-    if (own.name == name) return own.handler;
-  return nullptr;
+const Jdispatcher::Own* Jdispatcher::own_function(std::string_view name) {
+  static constexpr Own kOwnFunctions[] = {{"config", &Jdispatcher::config, false},
+                                          {"getconfig", &Jdispatcher::getconfig, false},
+                                          {"quorvel.status", &Jdispatcher::status, true}};
+  static constexpr Own kReserved = {kReservedPrefix, &Jdispatcher::refuse, false};
+  for (const Own& function : kOwnFunctions)
+    if (function.name == name) return &function;
+  return is_reserved_name(name) ? &kReserved : nullptr;
 }
 
 bool Jdispatcher::is_own_function(std::string_view name) { return own_function(name) != nullptr; }
@@ -59,6 +69,18 @@ bool Jdispatcher::forward(TextBuffer out) {
                                    reinterpret_cast<unsigned char*>(out.data), out.size);
   complete_fid(out, fid);
   return result != 0;
+}
+
+bool Jdispatcher::status(TextBuffer out) {
+  const auto uptime = std::chrono::steady_clock::now() - kStart;
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(uptime);
+  return copy_text(out, status_reply(mgr->status(), mgr->access(), seconds));
+}
+
+bool Jdispatcher::refuse(TextBuffer out) {
+  write_failure(out, messages::kNotSupported);
+  complete_fid(out, fid);
+  return false;
 }
 
 bool Jdispatcher::config(TextBuffer out) { return update_settings(command, out); }

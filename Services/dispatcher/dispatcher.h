@@ -32,6 +32,11 @@ class Jdispatcher {
   /// kNever when the function is none of such a library; dispatch() has the answer then.
   Library::Later dispatch_later(Ticket ticket, std::size_t size = kReplySize);
 
+  /// Answers a function whose replies may be longer than others: writes the reply as UTF-8 to
+  /// `out`, which has room for kStatusReplySize bytes. False, with `out` untouched, when the
+  /// request names no such function; dispatch() has the answer then.
+  bool dispatch_long(TextBuffer out);
+
   /// Answers the request into `out` of `size` bytes. Returns whether the function succeeded; the
   /// reply is complete either way. Exceptions of a reader library pass through.
   bool dispatch(char* out, std::size_t size = kReplySize);
@@ -46,8 +51,16 @@ class Jdispatcher {
   static bool is_own_function(std::string_view name);
 
  private:
-  using Handler = bool (Jdispatcher::*)(TextBuffer out);
-  static Handler own_function(std::string_view name);
+  /// One of the service's own functions.
+  struct Own {
+    std::string_view name;
+    bool (Jdispatcher::*answer)(TextBuffer out);
+    bool is_long;  ///< for dispatch_long()
+  };
+  static const Own* own_function(std::string_view name);
+
+  bool status(TextBuffer out);
+  bool refuse(TextBuffer out);
 
   bool forward(TextBuffer out);
   bool config(TextBuffer out);
@@ -59,4 +72,5 @@ class Jdispatcher {
   char command[QUORVEL_COMMAND_SIZE];
   char fid[QUORVEL_NAME_SIZE];
   bool request_fits;
+  const Own* own = nullptr;  ///< what `fid` names; null when it is a library's
 };

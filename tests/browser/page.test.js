@@ -9,7 +9,7 @@ import {after, before, describe, it} from 'node:test';
 import {freePort, makeCertificate, Service} from '../client/service.js';
 import {connected, expectText, launch, openPage, send} from './chromium.js';
 
-// Texts of util/text/messages.h.in that reach the log and no client.
+// Texts of util/text/messages.h.in that are the reason of no reply.
 const LOGGED_ONLY = new Set(['kInitFailed', 'kNotInitialised', 'kNoLibraryName', 'kAlreadyLoaded', 'kCannotLoad',
                              'kMissingEntryPoint', 'kUnrecognisedLine', 'kLibraryInitFailed', 'kPathTooLong']);
 

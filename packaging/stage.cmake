@@ -29,6 +29,13 @@ place(debian/lintian-overrides usr/share/lintian/overrides quorvelserver)
 foreach(settings quorvel.ini quorvel_service.ini)
   file(RENAME ${program}/bin/${settings} ${program}/share/${settings})
 endforeach()
+# A desktop that gets the service from the package lets no other machine in.
+file(APPEND ${program}/share/quorvel_service.ini "
+; Who may use the service: no other machine, and the pages of every site until the first is entered
+; with quorvel-policy.
+[ACCESS]
+listen=loopback
+")
 
 file(RENAME ${program}/share/man ${root}/usr/share/man)
 file(COPY ${program}/share/doc/${CPACK_PACKAGE_NAME}/ DESTINATION ${root}/${doc})

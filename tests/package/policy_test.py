@@ -13,6 +13,7 @@ from pathlib import Path
 PACKAGING = Path(sys.argv.pop(1))
 CHROME = "etc/opt/chrome/policies/managed/quorvelserver.json"
 FIREFOX = "etc/firefox/policies/policies.json"
+SERVICE = "bin/quorvel_service.ini"
 
 
 class PolicyTest(unittest.TestCase):
@@ -20,6 +21,9 @@ class PolicyTest(unittest.TestCase):
         self.root = Path(self.enterContext(tempfile.TemporaryDirectory()))
         (self.root / "bin").mkdir()
         shutil.copy(PACKAGING / "quorvel-policy", self.root / "bin")
+        shutil.copy(PACKAGING / "quorvel_service.ini", self.root / "bin")
+        for modules in ("policy", "quorvel"):
+            shutil.copytree(PACKAGING / modules, self.root / "libexec" / modules)
         shutil.copytree(PACKAGING / "policies", self.root / "share/policies")
 
     def command(self, *arguments):
@@ -52,19 +56,88 @@ class PolicyTest(unittest.TestCase):
         self.assertFalse((self.root / CHROME).exists())
 
     def test_refuses_what_is_no_https_site_or_no_policy_file_and_writes_nothing(self):
-        for site in ("http://portal.example", "https://portal.example/path", "a b", "", "x..y", "https://-x.example",
+        for site in ("ftp://portal.example", "https://portal.example/path", "https://*", "a b", "", "x..y", "https://-x.example",
                      ".example", "x" * 64, "x.y" * 85, "portal.example:0", "portal.example:65536",
                      "1.2.3", "1.2.3.256", "[*.]1.2.3.4"):
             self.assertEqual(self.run_policy(site).returncode, 1, site)
+        self.assertEqual(self.run_policy("portal.example", "--functions", "a;[b]").returncode, 1)
+        for wrong in (["--functions", "a"], ["--ask-in-firefox"], ["--remove", "--functions", "a", "portal.example"]):
+            self.assertEqual(self.run_policy(*wrong).returncode, 2, wrong)
         for broken in ("{", "[]", '{"policies": []}'):
             self.write(FIREFOX, broken)
             result = self.run_policy("portal.example")
             self.assertEqual(result.returncode, 1, broken)
             self.assertIn(FIREFOX, result.stderr)
+        (self.root / FIREFOX).unlink()
+        (self.root / SERVICE).unlink()
+        self.assertIn("install the service", self.run_policy("portal.example").stderr)
+        os.mkfifo(self.root / SERVICE)
+        self.assertIn("not a plain file", self.run_policy("portal.example").stderr)
         self.assertFalse((self.root / CHROME).exists())
         missing = self.root / "missing"
         self.assertEqual(self.run_policy("--root", missing, "portal.example").returncode, 1)
         self.assertFalse(missing.exists())
+
+    def test_keeps_every_other_byte_of_the_service_file_and_reads_it_as_the_service_does(self):
+        section, crlf = b";\xd6\xd0\n[ACCESS]\nlisten=loopback\n", b";\xd6\xd0\r\n[LOG]\r\ncharset=gbk"
+        one = section + b"origin1=https://a\n"
+        remove_a = ["--remove", "HTTPS://A:443/"]
+        for before, arguments, after in (
+                (section, ["a"], one), (one, ["https://a:443"], one), (one, remove_a, section),
+                (crlf, ["a:8443"], crlf + b"\r\n\r\n[ACCESS]\r\norigin1=https://a:8443\r\n"),
+                (one, ["a", "--functions", "x, y"], one + b"functions1=x y\n"),
+                (one + b"functions1=z\n;\n", ["a", "--functions", "x"], one + b"functions1=x\n;\n"),
+                (one + b"functions1=z\n", ["a"], one + b"functions1=z\n"),
+                (one + b"functions1=z\n[X]", remove_a, section + b"[X]"),
+                (one + b"functions2=left\n", ["http://[*.]b"], one + b"functions2=left\norigin3=http://*.b\n"),
+                (b"[ACCESS]\norigin1=https://a\n[ACCESS] \n" + section + b"\n[X]", ["a"],
+                 b"[ACCESS]\norigin1=https://a\n[ACCESS] \n" + one + b"\n[X]"),
+                (one.replace(b"a", b"[::1]"), ["a"], one.replace(b"a", b"[::1]") + b"origin2=https://a\n"),
+                (one.replace(b"//a", b"//a "), ["a"], one.replace(b"//a", b"//a ") + b"origin2=https://a\n"),
+                (one + b"origin1=https://b", ["a"], one + b"origin1=https://b\norigin2=https://a\n"),
+                (one + b"origin1=https://b", ["--remove", "b"], section),
+                (b";" * 255 + b"[ACCESS]\n", ["a"], b";" * 255 + b"[ACCESS]\norigin1=https://a\n")):
+            (self.root / SERVICE).write_bytes(before)
+            for _ in range(2):
+                self.assertEqual(self.run_policy(*arguments).returncode, 0)
+                self.assertEqual((self.root / SERVICE).read_bytes(), after, arguments)
+
+    def test_enters_as_many_sites_as_the_service_takes_in_lines_that_it_reads_whole(self):
+        self.assertEqual(self.run_policy(*(f"s{number}" for number in range(50))).returncode, 0)
+        full = (self.root / SERVICE).read_bytes()
+        for extra in (["s50"], ["s0", "--functions", "x" * 250]):
+            self.assertIn(SERVICE, self.run_policy(*extra).stderr)
+        self.assertEqual((self.root / SERVICE).read_bytes(), full)
+
+    def test_keeps_owner_and_mode_of_the_service_file(self):
+        os.chmod(self.root / SERVICE, 0o640)
+        owner = (1, 1) if os.geteuid() == 0 else (os.geteuid(), os.getegid())
+        os.chown(self.root / SERVICE, *owner)
+        self.assertEqual(self.run_policy("a").returncode, 0)
+        status = (self.root / SERVICE).stat()
+        self.assertEqual((status.st_mode & 0o777, status.st_uid, status.st_gid), (0o640, *owner))
+
+    def test_lists_both_sides_and_says_where_they_differ_and_what_changes_for_others(self):
+        self.write(CHROME, '{"LocalNetworkAccessAllowedForUrls": ["https://old"], "LoopbackNetworkAllowedForUrls": ["https://old"]}')
+        self.assertIn("every site", self.run_policy().stdout)
+        self.assertIn("https://old stands in the browsers' policies", self.run_policy("http://a").stderr)
+        listed = self.run_policy().stdout
+        self.assertRegex(listed, f"(?m)^https://old is missing in .*{FIREFOX}, .*{SERVICE}$")
+        self.assertNotIn("http://a is missing", listed)
+        self.assertEqual(self.run_policy("http://a.b", "http://*.a").stderr.count("stands before"), 0)
+        self.assertIn("http://*.a stands before http://b.a", self.run_policy("http://b.a", "--functions", "x").stderr)
+        self.run_policy("--remove", "http://a.b", "http://b.a", "http://*.a")
+        self.run_policy("old", "--functions", "读卡 x")
+        self.assertIn("http://a, https://old (读卡 x)", self.run_policy().stdout)
+        self.assertIn("names no site any more", self.run_policy("--remove", "old", "http://a").stderr)
+
+    def test_has_firefox_ask_until_the_last_site_is_removed(self):
+        self.write(FIREFOX, '{"policies": {"Preferences": {"x.y": {"Value": 1}}}}')
+        self.run_policy("a", "b", "--ask-in-firefox")
+        for removed, asks in (("c", True), ("a", True), ("b", False)):
+            self.run_policy("--remove", removed)
+            self.assertEqual("network.lna.websocket.enabled" in self.read(FIREFOX)["policies"]["Preferences"], asks)
+        self.assertEqual(self.read(FIREFOX), {"policies": {"Preferences": {"x.y": {"Value": 1}}}})
 
     def test_takes_hosts_and_ports_up_to_their_limits(self):
         sites = [f"https://{site}" for site in ("a", "x" * 63 + ".example", "1.2.3.4:1", "portal.example:65535")]
@@ -76,8 +149,10 @@ class PolicyTest(unittest.TestCase):
         for run in [subprocess.Popen(self.command(site), stdout=subprocess.DEVNULL) for site in sites]:
             self.assertEqual(run.wait(), 0)
         self.assertEqual(sorted(self.read(CHROME)["LoopbackNetworkAllowedForUrls"]), sorted(sites))
-        left = {path.name for path in (self.root / "etc").rglob("*") if path.is_file()}
-        self.assertEqual(left, {"quorvelserver.json", "policies.json"})
+        self.assertEqual((self.root / SERVICE).read_text().count("=https://site"), len(sites))
+        left = {path.name for folder in ("bin", "etc", "libexec") for path in (self.root / folder).rglob("*") if path.is_file()}
+        self.assertEqual({name for name in left if not name.endswith(".py")},
+                         {"quorvelserver.json", "policies.json", "quorvel_service.ini", "quorvel-policy"})
 
     def test_browsers_can_read_the_files_whatever_the_umask(self):
         self.assertEqual(self.run_policy("portal.example", umask=0o077).returncode, 0)

@@ -1,3 +1,5 @@
+import type {QuorvelLibrary} from './quorvel.js';
+
 /** The members of a reply ("result" "true" and "fid" are added when they lack them), or a text that
     is sent as it is. */
 export type MockReply = object | string;
@@ -12,7 +14,7 @@ export type MockFunction = MockReply | ((request: Record<string, any>) => MockRe
  *   const q = new Quorvel({WebSocket: service.WebSocket});
  *
  * It answers as the service does: one request at a time over all connections, in order, with the
- * service's own failures in its words, "getconfig", "config" and the short form included.
+ * service's own failures in its words, its own functions and the short form included.
  */
 export class QuorvelMock {
   constructor(options?: {
@@ -22,6 +24,8 @@ export class QuorvelMock {
     settings?: {ip: string; port: string};
     /** Whether something accepts connections there, which "config" asks. Default: always. */
     reachable?: (ip: string, port: number) => boolean;
+    /** What "quorvel.status" tells of them. Default: one, ready, with the scripted functions. */
+    libraries?: QuorvelLibrary[];
   });
 
   /** For the client's option of that name. */
@@ -36,8 +40,11 @@ export class QuorvelMock {
   functions: Record<string, MockFunction>;
   settings: {ip: string; port: string};
   reachable: (ip: string, port: number) => boolean;
+  libraries?: QuorvelLibrary[];
   /** False: new connections are refused, as by a machine on which no service runs. */
   running: boolean;
+  /** False: the page's site is refused. */
+  admitting: boolean;
   /** False: nothing is answered, as by a service that hangs, until it is true again. */
   answering: boolean;
   /** The texts of the requests that have reached the service, in order. */

@@ -10,6 +10,8 @@ const NAME_LIMIT = 100;
 const ADDRESS_LIMIT = 40;
 const IPV4 = /^(?:(?:25[0-5]|2[0-4]\d|1?\d?\d)(?:\.(?!$)|$)){4}$/;
 const PLATFORM = 'x86_64';
+const VERSION = '3.6.0.01';      // of the service
+const RESERVED_PREFIX = /^quorvel\./i;
 const ABNORMAL_CLOSURE = 1006;
 
 const byteLength = (text) => new TextEncoder().encode(text).length;
@@ -72,6 +74,7 @@ class MockSocket extends EventTarget {
 export class QuorvelMock {
   requests = [];
   running = true;
+  admitting = true;
   #sockets = new Set();
   #steps = [];        // what waits for the service's one thread
   #busy = false;
@@ -79,13 +82,15 @@ export class QuorvelMock {
   #wake = null;       // ends the time in which nothing is answered
 
   constructor({functions = {}, settings = {ip: '192.168.100.100', port: '47392'},
-               reachable = () => true} = {}) {
-    Object.assign(this, {functions, settings, reachable});
+               reachable = () => true, libraries} = {}) {
+    Object.assign(this, {functions, settings, reachable, libraries});
     const service = {
       connect: (socket) => this.#connect(socket),
       receive: (socket, text) => this.#receive(socket, text),
     };
+    const probed = () => this.#probed();
     this.WebSocket = class extends MockSocket {
+      static fetch = probed;
       constructor(url, protocol) { super(url, protocol, service); }
     };
   }
@@ -125,8 +130,14 @@ export class QuorvelMock {
     else queueMicrotask(() => socket.ended());
   }
 
+  /** Any HTTP request: answered, whatever the answer, where a service runs. */
+  async #probed() {
+    if (!this.running) throw new TypeError('fetch failed');
+    await this.#awake;
+  }
+
   #accept(socket) {
-    if (!['', 'ws'].includes(socket.protocol)) {
+    if (!this.admitting || !['', 'ws'].includes(socket.protocol)) {
       socket.ended();
       return;
     }
@@ -163,6 +174,7 @@ export class QuorvelMock {
     if (byteLength(fid) >= NAME_LIMIT) return failure('服务名过长！');
     if (fid === 'getconfig') return {result: 'true', ...this.settings};
     if (fid === 'config') return this.#configure(request);
+    if (fid === 'quorvel.status') return this.#status();
     return this.#forward(fid, request);
   }
 
@@ -181,10 +193,22 @@ export class QuorvelMock {
     return {result: 'true'};
   }
 
+  /** By default there is one library, with the scripted functions. */
+  #status() {
+    const libraries = this.libraries ??
+      [{key: 'lib1', file: 'libmock.so', state: 'ready', isolated: 'false', restarts: '0', waiting: '0',
+        functions: Object.keys(this.functions)}];
+    const ready = libraries.length > 0 && libraries.every(({state}) => /^(ready|working)$/.test(state));
+    return {result: 'true', version: VERSION, uptime: '0', ready: String(ready),
+            access: {listen: 'all'}, libraries};
+  }
+
   /** The reply of the scripted function, completed as the service does. */
   async #forward(fid, request) {
     const name = fid.toLowerCase();
-    if (!Object.hasOwn(this.functions, name)) return {...failure('不支持该功能.'), fid};
+    if (RESERVED_PREFIX.test(name) || !Object.hasOwn(this.functions, name)) {
+      return {...failure('不支持该功能.'), fid};
+    }
     const scripted = this.functions[name];
     const passed = {platform: PLATFORM, ...request};
     delete passed[Object.keys(passed).find((key) => key.toLowerCase() === 'fid')];

@@ -4,7 +4,7 @@ export interface QuorvelReply {
   result: string;
   /** The reason, in Chinese, when `result` is "false". */
   errmsg?: string;
-  /** The function's name; absent from the replies to "getconfig" and "config". */
+  /** The function's name; absent from the replies of the service's own functions. */
   fid?: string;
   [member: string]: unknown;
 }
@@ -19,6 +19,40 @@ interface Reading extends Person {
   itype?: 1 | 2 | 3;
   /** The kind of card that is wanted. */
   bae140?: string;
+}
+
+/** Who may use the service. */
+export interface QuorvelAccess {
+  /** From which machines. */
+  listen: 'all' | 'loopback';
+  /** Whose pages, such as "https://portal.example.org"; without it those of every site. */
+  sites?: string[];
+  /** There was no room in the reply for all sites. */
+  truncated?: 'true';
+}
+
+/** A reader library that the service is set up with. Texts, as all that replies hold. */
+export interface QuorvelLibrary {
+  /** Its place in the service's set-up: "lib1" to "lib20". */
+  key: string;
+  /** Name of its file. */
+  file: string;
+  /** "restarting": requests wait until it has been started anew. "failed": they are refused. */
+  state: 'ready' | 'working' | 'restarting' | 'failed';
+  /** Why it has failed, in Chinese or in the words of the system. */
+  reason?: string;
+  /** Whether it runs in a process of its own. */
+  isolated: 'true' | 'false';
+  /** Seconds that a call may take, if it does. */
+  limit?: string;
+  /** How often it was started anew. */
+  restarts: string;
+  /** Requests that wait while it works. */
+  waiting: string;
+  /** The functions that it serves. */
+  functions?: string[];
+  /** There was no room in the reply for `reason`, or for `functions`. */
+  truncated?: 'true';
 }
 
 /**
@@ -36,6 +70,17 @@ export interface QuorvelFunctions {
   getconfig: {request: {}; reply: {ip: string; port: string}};
   /** Stores the address of the back-end server if it accepts connections there. */
   config: {request: {ip: string; port: number}; reply: {}};
+  /** The service itself. "ready": it lists libraries, and each of them serves. */
+  'quorvel.status': {
+    request: {};
+    reply: {
+      version: string;
+      uptime: string;
+      ready: 'true' | 'false';
+      access: QuorvelAccess;
+      libraries: QuorvelLibrary[];
+    };
+  };
   readcardbas: {
     request: {data?: Reading};
     reply: {
@@ -73,6 +118,15 @@ interface UnavailableError extends ErrorBase<'unavailable'> {
   readonly permission?: PermissionState;
 }
 
+/**
+ * The service is there and does not admit the page's site, which an administrator enters with
+ * quorvel-policy. Told where it can be found out without a question to the user; else the kind is
+ * "unavailable".
+ */
+interface RefusedError extends ErrorBase<'refused'> {
+  readonly permission?: PermissionState;
+}
+
 /** The browser, or the Content-Security-Policy of the page, keeps it from reaching this machine. */
 interface PermissionError extends ErrorBase<'permission'> {
   readonly permission?: PermissionState;
@@ -105,7 +159,7 @@ interface ClosedError extends ErrorBase<'closed'> {}
 type PermissionState = 'granted' | 'denied' | 'prompt';
 
 /** Why a connection or a call failed. A comparison of `kind` tells which members there are. */
-export type QuorvelError = UnavailableError | PermissionError | FailureError | ProtocolError |
+export type QuorvelError = UnavailableError | RefusedError | PermissionError | FailureError | ProtocolError |
   BadReplyError | TimeoutError | AbortedError | ClosedError;
 export type QuorvelErrorKind = QuorvelError['kind'];
 export const QuorvelError: {
@@ -125,7 +179,7 @@ export interface QuorvelOptions {
       each connect(). 0 means no limit. Default: 30,000. */
   timeout?: number;
   /** Connect again by itself after a failure, after 0.5 s and then at growing intervals of up to
-      10 s. Not done while it would make the browser ask the user. Default: true. */
+      10 s, of 10 s at once when the service refuses the site. Not done while it would make the browser ask the user. Default: true. */
   reconnect?: boolean;
   /** Language of the errors' messages, Chinese for "zh" and "zh-...", English for any other.
       Default: that of the document when the error occurs. */
@@ -204,6 +258,9 @@ export class Quorvel extends EventTarget {
   call<Name extends Known>(fid: Name, ...rest: Arguments<Request<Name>>): Promise<ReplyTo<Name>>;
   call<Reply extends object = {}, Name extends string = string>(
     fid: Other<Name>, members?: object, options?: CallOptions): Promise<QuorvelReply & Reply>;
+
+  /** Asks what the service can do at present. The same as call('quorvel.status'). */
+  status(options?: CallOptions): Promise<ReplyTo<'quorvel.status'>>;
 
   /** Sends a text as it is and returns the reply's text as it is, whatever it says. */
   request(text: string, options?: CallOptions): Promise<string>;

@@ -19,6 +19,7 @@ const LONGEST_TIMER_MS = 2 ** 31 - 1;
 // Every client has a service of its own, on the same machine: no crowd to spread, hence no jitter.
 const FIRST_RETRY_MS = 500;
 const LONGEST_RETRY_MS = 10_000;
+const PROBE_MS = 3000;
 const SECOND_MS = 1000;
 // What browsers call the permission to reach this machine, newest name first.
 const PERMISSION_NAMES = ['loopback-network', 'local-network-access'];
@@ -30,6 +31,8 @@ const REASONS = {
   closed: ['The client was closed', '客户端已关闭'],
   lost: ['The connection to {} was lost', '与 {} 的连接中断', 'closed'],
   unavailable: ['No card-reading service answers at {}', '{} 没有读卡服务应答'],
+  refused: ['The service refuses this site; the administrator enters it: quorvel-policy {}',
+            '服务拒绝本网站，请管理员登记：quorvel-policy {}'],
   denied: ['The browser does not let this page reach this machine', '浏览器不允许本页访问本机',
            'permission'],
   insecure: ['The browser does not let a page without https reach this machine',
@@ -78,19 +81,18 @@ function defaultUrl(tls) {
   return `${scheme}://${served ? page.host : `127.0.0.1:${DEFAULT_PORT}`}`;
 }
 
-/** The browser's PermissionStatus for this machine, or null where nothing has to be granted. */
-async function loopbackPermission(url) {
+/** The browser's PermissionStatus for this machine; null where nothing has to be granted, undefined
+    where the browser does not say. */
+async function loopbackPermission({hostname}) {
   const page = globalThis.location;
-  const permissions = globalThis.navigator?.permissions;
-  if (!page || !permissions || isLoopback(page.hostname) || !isLoopback(url.hostname)) return null;
-  for (const name of PERMISSION_NAMES) {
+  if (!page || isLoopback(page.hostname) || page.hostname === hostname) return null;
+  for (const name of isLoopback(hostname) ? PERMISSION_NAMES : []) {
     try {
-      return await permissions.query({name});
+      return await navigator.permissions.query({name});
     } catch {
       // This browser does not know the name.
     }
   }
-  return null;
 }
 
 /** Resolves after `ms`, and not while the page is hidden; at once when `signal` fires. */
@@ -158,6 +160,8 @@ export class Quorvel extends EventTarget {
     const text = JSON.stringify(Object.assign({fid}, members, {fid}));
     return this.#parseReply(await this.request(text, options));
   }
+
+  status(options) { return this.call('quorvel.status', {}, options); }
 
   async request(text, options = {}) {
     if (typeof text !== 'string') throw new TypeError('request() takes a text');
@@ -321,16 +325,24 @@ export class Quorvel extends EventTarget {
       return;
     }
     const permission = await loopbackPermission(this.#url);
+    const answers = await this.#answers(permission);
     if (socket !== this.#socket) return;
     this.#socket = null;
     this.#permission = permission;
     if (permission) permission.onchange = () => this.#open();
     const details = {cause, permission: permission?.state};
-    if (permission?.state === 'denied') {
-      this.#failed(globalThis.isSecureContext ? 'denied' : 'insecure', '', details);
-    } else {
-      this.#failed('unavailable', this.url, details);
-    }
+    if (answers) this.#failed('refused', globalThis.location?.origin ?? '', details);
+    else if (details.permission !== 'denied') this.#failed('unavailable', this.url, details);
+    else this.#failed(globalThis.isSecureContext ? 'denied' : 'insecure', '', details);
+  }
+
+  /** Whether something answers there, although it has taken no WebSocket. Not asked where the
+      browser might put a question to the user; a WebSocket class of the page's own is asked itself. */
+  async #answers(permission) {
+    const {fetch} = this.#WebSocket === globalThis.WebSocket ? globalThis : this.#WebSocket;
+    if (!fetch || permission === undefined || permission?.state === 'prompt') return false;
+    const options = {mode: 'no-cors', cache: 'no-store', signal: AbortSignal.timeout(PROBE_MS)};
+    return fetch(this.#url.origin.replace('ws', 'http'), options).then(() => true, () => false);
   }
 
   /** Ends every call and tries again later, unless an attempt would ask the user once more:
@@ -342,7 +354,8 @@ export class Quorvel extends EventTarget {
       this.#setState('idle', error);
       return;
     }
-    const delay = this.#retryDelay;
+    // Only an administrator can change a refusal.
+    const delay = reason === 'refused' ? LONGEST_RETRY_MS : this.#retryDelay;
     this.#retryDelay = Math.min(2 * delay, LONGEST_RETRY_MS);
     this.#retryTimer = setTimeout(() => this.#open(), delay);
     this.#setState('waiting', error, Date.now() + delay);

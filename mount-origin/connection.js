@@ -7,12 +7,14 @@ const LONG_S = 5;  // a reply that takes longer deserves a word
 const byId = (id) => document.getElementById(id);
 const HEADLINES = {
   open: 'stateOpen', connecting: 'stateConnecting', down: 'stateDown', idle: 'stateIdle', silent: 'stateSilent',
-  wait: 'stateWait', read: 'stateRead', ask: 'stateAsk', late: 'stateLate',
+  refused: 'stateRefused', wait: 'stateWait', read: 'stateRead', ask: 'stateAsk', late: 'stateLate',
 };
+
+const HELP = {down: 'helpDown', refused: 'helpRefused', silent: 'helpSilent', late: 'helpSilent'};
 
 /** What the card shows: a key of HEADLINES. */
 function situation(client, task, liveness) {
-  if (client.state !== 'open' && client.error) return 'down';
+  if (client.state !== 'open' && client.error) return client.error.kind === 'refused' ? 'refused' : 'down';
   if (task.phase) return task.progress?.seconds >= LONG_S ? 'late' : task.phase;
   // Attempts that follow a failure flash by; above, the page goes on saying that there is no service.
   if (client.state === 'open' && liveness.silent) return 'silent';
@@ -40,6 +42,7 @@ export function showConnection(client, task, liveness) {
   const headline = byId('state');
   let since = new Date();
 
+  byId('help-host-line').textContent = `host1=${location.hostname}`;
   byId('help-tls').hidden = !client.url.startsWith('wss:');
 
   function render() {
@@ -51,9 +54,10 @@ export function showConnection(client, task, liveness) {
     // Outside the live region, or every second would be read out.
     byId('seconds').textContent = task.phase ? text('seconds', {seconds: task.seconds}) : '';
     byId('state-detail').textContent = detail(client, task, liveness, since);
-    byId('help').hidden = !['down', 'silent', 'late'].includes(shown);
-    byId('help-clerk').textContent = text(shown === 'down' ? 'helpDown' : 'helpSilent');
-    byId('retry').hidden = shown !== 'down';
+    byId('help').hidden = !(shown in HELP);
+    byId('help-clerk').textContent = shown in HELP ? text(HELP[shown], {port: location.port}) : '';
+    byId('help-host').hidden = shown !== 'refused';
+    byId('retry').hidden = !['down', 'refused'].includes(shown);
   }
 
   client.addEventListener('statechange', () => {

@@ -1,7 +1,9 @@
 // Puts the status and test page together.
 
+import {prepareAccess} from './access.js';
 import {showConnection} from './connection.js';
 import {prepareHistory} from './history.js';
+import {prepareLibraries} from './libraries.js';
 import {Liveness} from './liveness.js';
 import {Quorvel} from './quorvel.js';
 import {prepareReading} from './reading.js';
@@ -10,7 +12,8 @@ import {prepareRequest} from './request.js';
 import {prepareSettings} from './settings.js';
 import {Task} from './task.js';
 
-const client = new Quorvel({url: `${location.protocol === 'https:' ? 'wss' : 'ws'}://${location.host}`});
+const url = `${location.protocol === 'https:' ? 'wss' : 'ws'}://${location.host}`;
+const client = new Quorvel({url});
 const task = new Task();
 const liveness = new Liveness(() => client.state === 'open' && !task.phase);
 
@@ -28,6 +31,7 @@ function finish(done) {
 showConnection(client, task, liveness);
 prepareReply(task);
 prepareReading(client, task, finish);
-prepareRequest(client, task, finish);
+const fillRequest = prepareRequest(client, task, finish);
+prepareLibraries(client, new Quorvel({url, reconnect: false}), task, fillRequest, prepareAccess());
 prepareSettings(client, remember);
 client.connect().catch(() => {});  // the connection's card shows the state in any case

@@ -14,7 +14,7 @@ const EXAMPLES = [
   ['exampleUnknown', JSON.stringify({fid: 'nosuchfunction'}, null, 2)],
 ];
 
-/** `onDone` gets every finished exchange. */
+/** `onDone` gets every finished exchange. Returns what puts a request for a function into the form. */
 export function prepareRequest(client, task, onDone) {
   const form = document.getElementById('request-form');
   const input = document.getElementById('request-text');
@@ -46,12 +46,17 @@ export function prepareRequest(client, task, onDone) {
     task.run(phase, (signal) => exchange(client, request, {signal, onProgress: task.follow}), onDone);
   }
 
+  function fill(request) {
+    input.value = request;
+    renderNote();
+  }
+
   function renderExamples() {
     const buttons = EXAMPLES.map(([key, request]) => {
       const button = document.createElement('button');
       button.type = 'button';
       button.textContent = text(key);
-      button.addEventListener('click', () => { input.value = request; renderNote(); });
+      button.addEventListener('click', () => fill(request));
       return button;
     });
     document.getElementById('examples').replaceChildren(...buttons);
@@ -66,6 +71,11 @@ export function prepareRequest(client, task, onDone) {
   task.addEventListener('change', renderBusy);
   input.value = EXAMPLES[0][1];
   rendered(() => { renderExamples(); renderNote(); renderBusy(); });
+  return (name) => {
+    const [, example] = EXAMPLES.find(([, request]) => request[0] === '{' && functionName(request) === name) ?? [];
+    fill(example ?? JSON.stringify({fid: name}, null, 2));
+    input.focus();
+  };
 }
 
 function describe(request) {

@@ -11,7 +11,8 @@ import {connected, expectText, launch, openPage, send} from './chromium.js';
 
 // Texts of util/text/messages.h.in that are the reason of no reply.
 const LOGGED_ONLY = new Set(['kInitFailed', 'kNotInitialised', 'kNoLibraryName', 'kAlreadyLoaded', 'kCannotLoad',
-                             'kMissingEntryPoint', 'kUnrecognisedLine', 'kLibraryInitFailed', 'kPathTooLong']);
+                             'kMissingEntryPoint', 'kUnrecognisedLine', 'kLibraryInitFailed', 'kPathTooLong',
+                             'kNoLibraryFile']);
 
 let browser;
 before(async () => { browser = await launch(); });
@@ -46,7 +47,11 @@ for (const tls of [false, true]) {
       await page.getByRole('button', {name: '中文'}).click();
       await expectText(page, '#outcome', '没有任何读卡库提供此功能');
       assert.equal(await page.getAttribute('html', 'lang'), 'zh-CN');
+      await expectText(page, '.library', '可用');
       await page.getByRole('button', {name: 'English'}).click();
+      await page.getByRole('button', {name: 'cardpresent', exact: true}).click();
+      await page.keyboard.press('Control+Enter');
+      await expectText(page, '#members', 'Card present');
       assert.deepEqual(complaints, []);
     });
 
@@ -118,12 +123,14 @@ for (const tls of [false, true]) {
     it('helps when the service stops and is back by itself after a restart', async () => {
       await service.stop();
       await page.waitForSelector('#help');
+      await expectText(page, '#libraries-empty', 'no connection');
       await expectText(page, '#state-detail', 'next attempt in');
       await page.click('#read-card');
       await expectText(page, '#outcome', 'service is not running');
       await service.start();
       await connected(page);
       await page.waitForSelector('#help', {state: 'hidden'});
+      await expectText(page, '.library', 'Ready');
       await page.click('#read-card');
       await expectText(page, '#outcome', 'Success');
     });

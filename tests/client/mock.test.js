@@ -2,6 +2,7 @@
 
 import assert from 'node:assert/strict';
 import {once} from 'node:events';
+import fs from 'node:fs';
 import net from 'node:net';
 import {after, afterEach, before, beforeEach, describe, it} from 'node:test';
 import {setTimeout as sleep} from 'node:timers/promises';
@@ -10,6 +11,7 @@ import {QuorvelMock} from '../../client/mock.js';
 import {Quorvel} from '../../client/quorvel.js';
 import {freePort, Service} from './service.js';
 
+const [, VERSION] = /VERSION ([\d.]+) LANG/.exec(fs.readFileSync(new URL('../../CMakeLists.txt', import.meta.url), 'utf8'));
 const SLOW_MS = 400;
 const CARDS = `\n[brief]\nname=brief\nkind=3\ndelay_ms=${SLOW_MS}\n`;
 const NO_CARD = {result: 'false', errcode: '1002', errmsg: '未检测到卡片，请放好卡片后重试。'};
@@ -22,10 +24,17 @@ const FUNCTIONS = {
   },
 };
 
-/** What the cases need of a service: url and WebSocket for a client, hang(), stop() and start(). */
+/** As a browser opens it for a page of the site, whose server is asked as the browser asks it. */
+class PageSocket extends WebSocket {
+  static fetch = fetch;
+  constructor(url, protocol) { super(url, protocol, {origin: 'https://site.example'}); }
+}
+
+/** What the cases need of a service: url and WebSocket for a client, hang(), stop(), start() and admit(). */
 async function installed() {
   const service = await Service.started({cards: CARDS});
-  return Object.assign(service, {WebSocket});
+  const admit = (yes) => service.restrict(`origin1=https://${yes ? 'site' : 'other'}.example`);
+  return Object.assign(service, {WebSocket: PageSocket, admit});
 }
 
 async function mocked() {
@@ -39,6 +48,10 @@ async function mocked() {
       mock.drop();
     },
     start() { mock.running = true; },
+    admit(yes) {
+      this.stop();
+      Object.assign(mock, {running: true, admitting: yes});
+    },
     remove() {},
   };
 }
@@ -78,6 +91,7 @@ for (const [name, start] of [['the installed service', installed], ['the mock', 
         ['{"fid":"cardpresent"}', PRESENT], ['{"FID":"CardPresent","fid":"x"}', PRESENT],
         ['{"fid":"NoSuch"}', failure('不支持该功能.', {fid: 'NoSuch'})],
         ['{"fid":"GetConfig"}', failure('不支持该功能.', {fid: 'GetConfig'})],
+        ['{"fid":"Quorvel.Status"}', failure('不支持该功能.', {fid: 'Quorvel.Status'})],
         ['{"fid":"getconfig"}', {result: 'true', ip: '192.168.100.100', port: '47392'}],
         [config({port: 80}), NO_ADDRESS], [config({ip: 7, port: 80}), NO_ADDRESS],
         [config({ip: '1'.repeat(40), port: 80}), NO_ADDRESS], [config({ip: '[1]', port: 80}), NO_ADDRESS],
@@ -91,6 +105,10 @@ for (const [name, start] of [['the installed service', installed], ['the mock', 
       }
       const canned = JSON.parse(await q.request('readcardbas, whatever follows'));
       assert.deepEqual([canned.result, canned.data.name], ['true', '张三']);
+      const {uptime, libraries: [{file, functions, ...library}], ...status} = await q.status();
+      assert.deepEqual({...status, ...library}, {result: 'true', version: VERSION, ready: 'true', access: {listen: 'all'},
+                                                 key: 'lib1', state: 'ready', isolated: 'false', restarts: '0', waiting: '0'});
+      assert.deepEqual([/^\d+$/.test(uptime), file.slice(-3), functions.includes('cardpresent')], [true, '.so', true]);
     });
 
     it('answers in order, one request at a time, and gives the reasons of a failure', async () => {
@@ -117,6 +135,14 @@ for (const [name, start] of [['the installed service', installed], ['the mock', 
       await late.connect();
       assert.equal((await q.call('getconfig')).fid, undefined);
       late.close();
+    });
+
+    it('refuses a site, and serves it once it is admitted', async () => {
+      await service.admit(false);
+      await assert.rejects(q.call('cardpresent'), {kind: 'refused', sent: false});
+      assert.ok(q.retryAt - Date.now() > 9000, `${q.retryAt - Date.now()} ms`);
+      await service.admit(true);
+      assert.deepEqual(await q.call('cardpresent'), PRESENT);
     });
 
     it('is lost during a call and refuses connections until it is started again', async () => {

@@ -11,7 +11,7 @@ import {transformSync} from 'esbuild';
 import {bundleExample, EXAMPLES} from './examples.js';
 import {compile, typesSource} from './typescript.js';
 
-const LARGEST = 3 * 1024;  // minified and compressed
+const LARGEST = 3.25 * 1024;  // minified and compressed
 const installed = path.join(process.env.QUORVEL_STAGE, 'client');
 
 let project;

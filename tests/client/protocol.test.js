@@ -66,6 +66,7 @@ describe('real traffic', () => {
       ['readcardbas', {data: {person: 'lost'}, platform: 'mine'}, 'readcardbasRequest', 'libraryFailure'],
       ['readcardbas', {data: {itype: 4}}, undefined, 'libraryFailure'],
       ['readcardbas', {data: {bae140: 3}}, undefined, 'libraryFailure'],
+      ['quorvel.status', {}, 'quorvel.statusRequest', 'quorvel.statusReply'],
       ['cardpresent', {}, 'cardpresentRequest', 'cardpresentReply'],
       ['cardpresent', {data: {person: 'nocard'}}, 'cardpresentRequest', 'cardpresentReply'],
       ['cardpresent', {data: {itype: 3}}, undefined, 'libraryFailure'],
@@ -100,9 +101,10 @@ describe('real traffic', () => {
 
 /** A JSON schema as a TypeScript type. */
 function typeOf(schema, left = []) {
-  const {type, properties, required = [], enum: values, const: value} = resolve(schema);
+  const {type, properties, required = [], enum: values, const: value, items} = resolve(schema);
   if (values) return values.map((one) => JSON.stringify(one)).join(' | ');
   if (value !== undefined) return JSON.stringify(value);
+  if (type === 'array') return `(${typeOf(items)})[]`;
   if (type !== 'object') return type === 'integer' ? 'number' : type;
   const members = Object.entries(properties).filter(([name]) => !left.includes(name));
   return `{${members.map(([name, inner]) => `${name}${required.includes(name) ? '' : '?'}: ${typeOf(inner)}`).join('; ')}}`;
@@ -114,7 +116,7 @@ it('says the same as the client\'s map from functions to requests and replies', 
     const request = typeOf(document.components.messages[`${name}Request`].payload, ['fid', 'platform']);
     const success = reply.messages.map(nameOf).find((message) => message === `${name}Reply`);
     const answer = success ? typeOf(document.components.messages[success].payload, ['fid', 'result']) : 'never';
-    return `${name}: {request: ${request}; reply: ${answer}}`;
+    return `'${name}': {request: ${request}; reply: ${answer}}`;
   });
   assert.ok(other && functions.length >= 6);
   assert.deepEqual(compile(`

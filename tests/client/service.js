@@ -76,13 +76,25 @@ export class Service {
     this.pid = undefined;
   }
 
+  /** Starts again with these lines as the section [ACCESS]. */
+  async restrict(...lines) {
+    await this.stop();
+    const ini = this.file('bin/quorvel_service.ini');
+    const [others] = fs.readFileSync(ini, 'latin1').split('[ACCESS]');
+    fs.writeFileSync(ini, `${others}[ACCESS]\n${lines.join('\n')}\n`, 'latin1');
+    await this.start();
+  }
+
   /** Stops the process where it is, its connections open, or lets it go on. */
   hang(yes) { process.kill(this.pid, yes ? 'SIGSTOP' : 'SIGCONT'); }
 
   /** Puts the card of that section of the card file on the demo reader; '' takes it away. */
   replaceCard(section) {
     const file = this.file('bin/demo_cards.ini');
-    fs.writeFileSync(file, fs.readFileSync(file, 'latin1').replace(/^card=.*/m, `card=${section}`), 'latin1');
+    const text = fs.readFileSync(file, 'latin1').replace(/^card=.*/m, `card=${section}`);
+    // In one step: the service may be reading it.
+    fs.writeFileSync(`${file}.new`, text, 'latin1');
+    fs.renameSync(`${file}.new`, file);
   }
 
   async remove() {

@@ -19,6 +19,8 @@ export async function allowed(signal: AbortSignal): Promise<string[]> {
   const other = await q.call<{level: number}>('other.battery', {data: 1});
   const plain: QuorvelReply = await q.call('other.unknown');
   await q.call('getconfig', {}, {timeout: 5});
+  const {libraries: [library]} = await q.status({signal});
+  library?.functions?.includes('x');
   other.level.toFixed();
   return [card.data.name, serial.serial, plain.result];
 }
@@ -28,7 +30,7 @@ export function explained(error: unknown): string {
   switch (error.kind) {
     case 'failure': return `${error.reply.errcode}: ${error.reply.errmsg}`;
     case 'badreply': return error.text.slice(0, 9);
-    case 'permission': case 'unavailable': return error.permission ?? '';
+    case 'permission': case 'refused': case 'unavailable': return error.permission ?? '';
     case 'protocol': return typeof error.reply;
     case 'timeout': case 'aborted': case 'closed': return String(error.sent);
     default: return error satisfies never;

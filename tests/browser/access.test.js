@@ -1,0 +1,108 @@
+// Who may use the service, as real browsers meet it: sites that are named and others, the service's
+// own page, and a page that has its name lead to this machine.
+
+import assert from 'node:assert/strict';
+import {once} from 'node:events';
+import fs from 'node:fs';
+import http from 'node:http';
+import https from 'node:https';
+import {after, before, describe, it} from 'node:test';
+import {firefox} from 'playwright-core';
+import {makeCertificate, Service} from '../client/service.js';
+import {connected, expectText, launch, openPage} from './chromium.js';
+
+const BROWSERS = {
+  Chromium: {
+    start: () => launch('--host-resolver-rules=MAP *.test 127.0.0.1'),
+    options: {permissions: ['local-network-access']},
+    refused: 'refused',
+  },
+  Firefox: {
+    start: () => firefox.launch({
+      executablePath: '/usr/bin/firefox-esr',
+      channel: 'moz-firefox',
+      firefoxUserPrefs: {'network.dns.localDomains': 'portal.test,other.test'},
+    }),
+    options: {},
+    // Firefox would ask the user before it let the client find out.
+    refused: 'unavailable',
+  },
+};
+
+/** Serves quorvel.js and, under every other path, a page. */
+async function startSite(service, scheme) {
+  const file = (name) => fs.readFileSync(service.file(name));
+  const script = file('mount-origin/quorvel.js');
+  const answer = ({url}, response) => response.setHeader('content-type', url === '/quorvel.js' ? 'text/javascript' : 'text/html')
+    .end(url === '/quorvel.js' ? script : '<!DOCTYPE html><title>shop</title>');
+  const site = scheme === 'https' ? https.createServer({key: file('site.key'), cert: file('site.cert')}, answer)
+    : http.createServer(answer);
+  await once(site.listen(0, '127.0.0.1').unref(), 'listening');
+  return site;
+}
+
+/** What a page's call of the service comes to; the page keeps its client. */
+const called = (page, url) => page.evaluate(async (address) => {
+  const {Quorvel} = await import('/quorvel.js');
+  window.q = new Quorvel({url: address});
+  const {kind, data} = await window.q.call('cardpresent').catch((error) => error);
+  return kind ?? data.present;
+}, url);
+
+for (const [name, {start, options, refused}] of Object.entries(BROWSERS)) {
+  describe(name, () => {
+    let browser;
+    before(async () => { browser = await start(); });
+    after(() => browser.close());
+
+    for (const [scheme, tls] of [['http', false], ['https', false], ['https', true]]) {
+      it(`lets in whom the service names, from ${scheme} pages, ${tls ? 'over TLS' : 'without TLS'}`, async () => {
+        const service = await Service.started({tls});
+        makeCertificate(service.file('site'));
+        const site = await startSite(service, scheme);
+        const origin = (host) => `${scheme}://${host}.test:${site.address().port}`;
+        try {
+          await service.restrict('listen=loopback', `origin1=${origin('portal')}`);
+          for (const [host, outcome] of [['portal', 'true'], ['other', refused]]) {
+            const {page} = await openPage(browser, origin(host), options);
+            assert.equal(await called(page, service.url), outcome, host);
+            await page.close();
+          }
+          const {page} = await openPage(browser, service.page);
+          await connected(page);
+          await expectText(page, '#access', origin('portal'));
+          // Its name leads to this machine, and it would be the service's own page.
+          const rebound = await page.goto(service.page.replace('localhost', 'other.test'));
+          assert.equal(rebound.status(), 403);
+          assert.doesNotMatch(await page.content(), /quorvel/i);
+          await page.close();
+        } finally {
+          site.close();
+          await service.remove();
+        }
+      });
+    }
+  });
+}
+
+it('serves a refused page without a reload once its site or host is named', async () => {
+  const browser = await BROWSERS.Chromium.start();
+  const service = await Service.started();
+  const site = await startSite(service, 'http');
+  const origin = `http://portal.test:${site.address().port}`;
+  const own = await openPage(browser, service.page.replace('localhost', 'other.test'));
+  await connected(own.page);
+  await service.restrict('origin1=https://another.test');
+  const {page} = await openPage(browser, origin);
+  assert.equal(await called(page, service.url), 'refused');
+  assert.match(await page.evaluate(() => window.q.error.message), new RegExp(`quorvel-policy ${origin}`));
+  await expectText(own.page, '#state', 'does not admit');
+  await expectText(own.page, '#help-host', 'host1=other.test');
+  await service.restrict(`origin1=${origin}`, 'host1=other.test');
+  await page.waitForFunction(() => window.q.state === 'open');
+  await connected(own.page);
+  await expectText(own.page, '#access', origin);
+  await browser.close();
+  site.close();
+  await service.remove();
+});

@@ -80,3 +80,4 @@ check "Java keeps the old root" cmp -s "$work/last_root" "$root$java/quorvelserv
 inside openssl x509 -in /dev/stdin -out /var/tmp/first <"$work/first_root"
 check_not "the old root is trusted" trusted /var/tmp/first
 check "others can not read the root" [ "$(inside stat -c %a $system_root)" = 644 ]
+inside quorvel-cert --trust --all-users >/dev/null

@@ -27,8 +27,8 @@ this machine, a reader library reads the card, and the page gets one JSON
 reply.
 .
 Contains the service with a simulated reader, a status and test page, and
-commands to send a request, to make the TLS certificate and to enter web
-sites into the browsers' policies.")
+commands to send a request, to find out why a card is not read, to make the
+TLS certificate and to enter web sites into the browsers' policies.")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "adduser, openssl, python3:any")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "ca-certificates, libnss3-tools")

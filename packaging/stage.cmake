@@ -66,7 +66,7 @@ file(CREATE_LINK ${CPACK_PACKAGING_INSTALL_PREFIX}/mount-origin
 # The commands are found by name. The service itself is not linked: it looks for its INI files in
 # the folder of the path under which it is started.
 file(GLOB commands RELATIVE ${program}/bin ${program}/bin/quorvel-*)
-list(REMOVE_ITEM commands quorvel-host)
+list(REMOVE_ITEM commands quorvel-host quorvel-settings)
 foreach(command IN LISTS commands)
   file(CREATE_LINK ${CPACK_PACKAGING_INSTALL_PREFIX}/bin/${command} ${root}/usr/bin/${command}
        SYMBOLIC)

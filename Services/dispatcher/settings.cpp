@@ -1,17 +1,24 @@
 #include "Services/dispatcher/settings.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
+#include <charconv>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Services/dispatcher/ini_writer.h"
 #include "Services/dispatcher/json_reply.h"
 #include "Services/dispatcher/program_directory.h"
 #include "Services/dispatcher/reachability.h"
 #include "config/ini.h"
+#include "config/known_keys.h"
 #include "util/json/failure_reply.h"
 #include "util/json/json_object.h"
+#include "util/language/language.h"
 #include "util/log/log.h"
+#include "util/os/port.h"
 #include "util/text/ascii.h"
 #include "util/text/format.h"
 #include "util/text/gbk.h"
@@ -37,7 +44,7 @@ bool refuse(TextBuffer out, std::string_view reason) {
 
 /// Forms the path of the server INI file; false when it does not fit.
 bool settings_path(char (&path)[kProgramPathSize]) {
-  return getfilepath() && copy_text(path, format_text("%s/quorvel.ini", curPath0));
+  return getfilepath() && copy_text(path, format_text("%s/%s", curPath0, kServerIni));
 }
 
 /// Whether the address can be a value of the INI file. inet_addr accepts an address followed by
@@ -54,7 +61,47 @@ std::string stored(CIni& ini, const char* key, std::size_t size) {
   return clean_gbk(ini.GetStr(kSection, key), size - 1);
 }
 
+/// Names what is wrong with a value: config would be told that it is stored, and getconfig gives
+/// it.
+void report_value(CIni& ini, const char* path, const char* key, std::size_t size, bool is_good) {
+  const std::vector<std::string> keys = ini.Keys(kSection);
+  const std::string value = ini.GetStr(kSection, key);
+  if (std::find(keys.begin(), keys.end(), key) == keys.end())
+    log_error("%s has no line %s= under [%s]: an address that a page sets is not stored; add it\n",
+              path, key, kSection);
+  else if (value.size() >= size)
+    log_error("%s: [%s] %s is longer than %zu characters and is cut; shorten it\n", path, kSection,
+              key, size - 1);
+  else if (!is_good)
+    log_warning("%s: [%s] %s=%s is no %s; correct it\n", path, kSection, key, value.c_str(),
+                translated(key == kPortKey ? translatable("port from 1 to 65535")
+                                           : translatable("dotted IPv4 address")));
+}
+
+bool is_port(const std::string& text) {
+  int port = 0;
+  const char* end = text.data() + text.size();
+  const auto [stopped, error] = std::from_chars(text.data(), end, port);
+  return error == std::errc() && stopped == end && port > 0 && port <= kHighestPort;
+}
+
 }  // namespace
+
+void report_settings_faults() {
+  char path[kProgramPathSize];
+  CIni ini;
+  if (!settings_path(path)) return;
+  if (ini.OpenFile(path, "r") != 0) {
+    log_error("%s can't be read: %s\n", path, ini.failure().c_str());
+    return;
+  }
+  report_lines(path, ini.lines(), {{kSection, kAddressKey, 0}, {kSection, kPortKey, 0}});
+  in_addr address{};
+  const std::string ip = ini.GetStr(kSection, kAddressKey);
+  report_value(ini, path, kAddressKey, kStoredAddressSize,
+               inet_pton(AF_INET, ip.c_str(), &address) == 1);
+  report_value(ini, path, kPortKey, kStoredPortSize, is_port(ini.GetStr(kSection, kPortKey)));
+}
 
 bool read_settings(TextBuffer out) {
   try {

@@ -6,6 +6,8 @@
 
 // The back-end server's address, in quorvel.ini beside the program. Reasons and replies are GBK.
 
+inline constexpr char kServerIni[] = "quorvel.ini";
+
 /// Size in bytes of the field for a reason text.
 inline constexpr std::size_t kReasonSize = 200;
 
@@ -22,3 +24,6 @@ bool update_settings(const char* command, TextBuffer out);
 /// reason and nothing is stored. A file that can't be written is reported on standard output
 /// and in the log only.
 bool store_server_address(const char* ip, int port, TextBuffer errmsg);
+
+/// Says in the log what of the file the service, or a page, can't use, with the cure.
+void report_settings_faults();

@@ -27,11 +27,10 @@ bool says_true(const std::string& reply) {
 void explain_no_reply(const ServiceUrl& url, const char* reason) {
   std::fprintf(
       stderr,
-      translated(
-          "quorvel-call: no reply from %s: %s\n"
-          "Please check:\n"
-          "  - Is the service running? It is started from its directory as bin/quorvelserver.\n"
-          "  - Is %d its port? See localport under [SERVER] in bin/quorvel_service.ini.\n"),
+      translated("quorvel-call: no reply from %s: %s\n"
+                 "Please check:\n"
+                 "  - Is the service running? quorvel-doctor tells what is wrong with it.\n"
+                 "  - Is %d its port? See localport under [SERVER] in bin/quorvel_service.ini.\n"),
       url.text.c_str(), reason, url.port);
   std::fputs(
       url.tls

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "util/log/output.h"
 #include "util/log/repeat_limit.h"
@@ -39,6 +40,8 @@ Output standard_error(STDERR_FILENO);
 RepeatLimit limit;
 unsigned shown_levels = kLimitedLevels;
 bool in_utf8 = false;
+LogSink line_sink;
+const char* (*translate_format)(const char*) = nullptr;
 
 Level level_of(unsigned bit) {
   for (const Level& level : kLevels)
@@ -94,6 +97,10 @@ std::string finished(std::string_view text, bool to_utf8) {
 }
 
 void write_line(Output& output, const Level& level, std::string_view text, bool ends) {
+  if (line_sink) {
+    line_sink(level.letter, finished(text, true));
+    return;
+  }
   std::string line;
   while (!output.is_journal() && !text.empty() && text[0] == '\n') {
     line += '\n';
@@ -114,6 +121,7 @@ void write_formatted(Output& output, const Level& level, const char* format,
                      std::va_list arguments) {
   std::string text;
   try {
+    if (translate_format != nullptr) format = translate_format(format);
     text = format_arguments(format, arguments);
     const std::string_view whole = format;
     const bool ends = !whole.empty() && whole.back() == '\n';
@@ -131,6 +139,7 @@ bool is_shown(unsigned bit) { return (shown_levels & bit) != 0; }
 }  // namespace
 
 bool log_admits(LogLevel level, const char* format) {
+  if (line_sink) return true;
   return is_shown(static_cast<unsigned>(level)) && limit.admit(format, this_second());
 }
 
@@ -190,6 +199,11 @@ void set_log_levels(unsigned mask) { shown_levels = mask; }
 void set_log_charset_utf8(bool utf8) { in_utf8 = utf8; }
 
 bool is_log_charset_utf8() { return in_utf8; }
+
+void set_log_sink(LogSink sink, const char* (*translate)(const char*)) {
+  line_sink = std::move(sink);
+  translate_format = translate;
+}
 
 void settle_log() {
   standard_output.settle();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <string>
 #include <string_view>
 
 /// The one way on which the service prints. Lines go to standard error, with the time and the
@@ -46,6 +48,14 @@ void set_log_levels(unsigned mask);
 /// they always are.
 void set_log_charset_utf8(bool utf8);
 bool is_log_charset_utf8();
+
+/// Takes a line, in UTF-8 and without line end; `letter` is that of its level, '\0' for print()'s.
+using LogSink = std::function<void(char letter, const std::string& line)>;
+/// For programs that show elsewhere what the service would log: `sink` gets every line, however
+/// often it repeats, in place of the standard streams. `translate` gives the format (GBK) that is
+/// used in place of the one written here.
+void set_log_sink(LogSink sink, const char* (*translate)(const char*));
+
 /// Sees to it that printing never blocks. Once, at the start of the service.
 void settle_log();
 /// Writes how many lines of each kind were left out, and how many found no room. About once a

@@ -1,0 +1,258 @@
+#!/usr/bin/python3
+"""quorvel-doctor on a copy of the installed service. Usage: doctor_test.py STAGE READERS"""
+
+import json
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import unittest.mock
+from pathlib import Path
+
+STAGE, READERS = Path(sys.argv.pop(1)), Path(sys.argv.pop(1))
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(STAGE / "libexec"))
+os.environ["LANGUAGE"] = "C"
+# pylint: disable=wrong-import-position
+from quorvel.doctor import libraries, readers, report, tls, unit
+from quorvel.doctor.findings import FAULT, OK, UNCHECKED, WARNING, Finding, exit_status
+from quorvel.doctor.machine import Machine, run
+from quorvel.doctor.process import service_process
+from quorvel.doctor.redaction import redact
+
+INI = "bin/quorvel_service.ini"
+UNIT = {"LoadState": "loaded", "ActiveState": "active", "SubState": "running", "UnitFileState": "enabled",
+        "NRestarts": "0", "MainPID": "1", "NeedDaemonReload": "no", "InvocationID": "1"}
+
+
+def free_port():
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        return server.getsockname()[1]
+
+
+class DoctorTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.stage = self.folder / "program"
+        shutil.copytree(STAGE, self.stage, symlinks=True)
+        self.port = free_port()
+        self.write_ini("lib1=libquorveldemo.so")
+
+    def write_ini(self, register, more=""):
+        (self.stage / INI).write_text(f"[REGISTER]\n{register}\n[SERVER]\nlocalport={self.port}\n"
+                                      f"[ACCESS]\nlisten=loopback\n{more}")
+
+    def start(self, *options):
+        subprocess.run([self.stage / "bin/quorvelserver", *options], cwd=self.stage, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(os.kill, service_process(self.stage / "bin/quorvelserver").number, signal.SIGKILL)
+        for _attempt in range(200):
+            with socket.socket() as probe:
+                if probe.connect_ex(("127.0.0.1", self.port)) == 0:
+                    return
+            time.sleep(0.02)
+        self.fail("the service does not listen")
+
+    def examine(self, *arguments):
+        result = subprocess.run([self.stage / "bin/quorvel-doctor", "--json", *arguments], text=True,
+                                capture_output=True, check=False, env={**os.environ, "LANG": "zh_CN.UTF-8"})
+        answer = json.loads(result.stdout)
+        self.assertEqual(result.returncode, answer["exitStatus"], result.stderr)
+        return result.returncode, [Finding(**finding) for finding in answer["checks"]]
+
+    def expect(self, found, check, level, text):
+        findings = list(found)
+        met = [finding for finding in findings if finding.check == check and finding.level == level]
+        self.assertTrue(any(text in finding.text + finding.cure for finding in met),
+                        f"{check} {level} {text!r} is not in {findings}")
+
+    def stand_in(self, name, script):
+        """Puts a command in front of the real one of that name."""
+        folder = self.folder / "commands"
+        folder.mkdir(exist_ok=True)
+        (folder / name).write_text(f"#!/bin/sh\n{script}\n")
+        (folder / name).chmod(0o755)
+        if str(folder) not in os.environ["PATH"]:
+            path = os.environ["PATH"]
+            self.addCleanup(os.environ.__setitem__, "PATH", path)
+            os.environ["PATH"] = f"{folder}:{path}"
+
+    def machine(self):
+        root = self.folder / "root"
+        (root / "run/systemd/system").mkdir(parents=True, exist_ok=True)
+        return Machine(self.stage, root)
+
+    def test_a_service_in_order_gets_no_complaint_and_a_changed_file_is_told(self):
+        self.start()
+        status, findings = self.examine()
+        self.assertEqual(status, exit_status(findings), findings)
+        self.assertFalse([finding for finding in findings if finding.level in (WARNING, FAULT)
+                          and finding.check.partition(".")[0] in ("port", "settings", "libraries", "tls")])
+        self.expect(findings, "port.answer", OK, "ms")
+        self.expect(findings, "port.access", OK, "Only this machine")
+        self.expect(findings, "libraries.state", OK, "cardpresent")
+        self.write_ini("lib1=libquorveldemo.so")
+        os.utime(self.stage / INI, (time.time() + 5,) * 2)
+        status, findings = self.examine("--site", "https://portal.example.org")
+        self.expect(findings, "settings.age", WARNING, "restart")
+        self.expect(findings, "browsers.access", OK, "admits")
+        self.assertGreaterEqual(status, 1)
+
+    def test_a_site_that_the_service_refuses_is_told(self):
+        self.write_ini("lib1=libquorveldemo.so", "origin1=https://portal.example.org\n")
+        self.start()
+        _status, findings = self.examine("--site", "https://other.example.org", "--site", "no site")
+        self.expect(findings, "browsers.access", FAULT, "quorvel-policy https://other.example.org")
+        self.expect(findings, "browsers.site", FAULT, "no site")
+
+    def test_each_fault_of_files_is_named_with_its_cure(self):
+        (self.stage / "bin/broken.so").write_text("no library" * 100)
+        for name in ("unresolved.so", "init_fails.so"):
+            shutil.copy(READERS / name, self.stage / "bin")
+        shutil.copy(self.stage / "bin/libquorveldemo.so", self.stage / "bin/another.so")
+        server = f"[SERVER]\nlocalport={self.port}\n"
+        rows = (
+            (INI, f"[REGISTER]\nlib2 =x.so\n{server}", "settings.service_ini", WARNING, "write lib2=..."),
+            (INI, "[SERVER]\nLocalPort=1\n", "settings.service_ini", FAULT, "localport=47392"),
+            (INI, f"[REGISTER]\nlib1={'a' * 200}.so\n{server}", "settings.service_ini", FAULT, "199"),
+            (INI, server.encode("utf-16"), "settings.service_ini", FAULT, "UTF-16"),
+            (INI, b"\xef\xbb\xbf" + server.encode(), "settings.service_ini", WARNING, "byte-order mark"),
+            (INI, f"{server}[ACCESS]\norigin1=a b\n", "settings.service_ini", FAULT, "no origin"),
+            (INI, server, "libraries.state", FAULT, "lib1=FILE.so"),
+            (INI, f"[REGISTER]\nlib1=/nowhere/x.so\n{server}", "libraries.state", FAULT, "no such file"),
+            (INI, f"[REGISTER]\nlib1=broken.so\n{server}", "libraries.state", FAULT, "no shared object"),
+            (INI, f"[REGISTER]\nlib1=unresolved.so\n{server}", "libraries.state", FAULT, "does not fit"),
+            (INI, f"[REGISTER]\nlib1=init_fails.so\n{server}", "libraries.state", FAULT, "quorvel-libcheck"),
+            (INI, f"[REGISTER]\nlib1=another.so\nlib2=libquorveldemo.so\n{server}", "libraries.overlap",
+             WARNING, "cardpresent"),
+            ("bin/quorvel.ini", "[SERVER]\nSERVER_IP=1.2.3.4\n", "settings.server_ini", FAULT, "SERVER_PORT="),
+            ("bin/quorvel.ini", "[SERVER]\nSERVER_IP=host\nSERVER_PORT=1\n", "settings.server_ini", WARNING, "IPv4"),
+            ("mount-origin/index.html", None, "installation.files", FAULT, "index.html"),
+        )
+        for name, content, check, level, text in rows:
+            path = self.stage / name
+            kept = path.read_bytes()
+            path.unlink()
+            if content is not None:
+                path.write_bytes(content if isinstance(content, bytes) else content.encode())
+            with self.subTest(text):
+                self.expect(self.examine()[1], check, level, text)
+            path.write_bytes(kept)
+        (self.stage / "bin/quorvelserver").chmod(0o757)
+        self.expect(self.examine()[1], "installation.modes", FAULT, "chmod o-w")
+
+    def test_who_has_the_port_is_named(self):
+        with socket.create_server(("127.0.0.1", self.port)):
+            status, findings = self.examine()
+        self.assertEqual(status, 2)
+        self.expect(findings, "port.owner", FAULT, f", {os.getpid()}, ")
+
+    def test_options_without_effect_are_told(self):
+        machine = self.machine()
+        (machine.path("/etc/default")).mkdir(parents=True)
+        machine.path("/etc/default/quorvelserver").write_text('QUORVEL_OPTIONS="--tls -d x"\nQUORVEL_OPTION="-s"\n')
+        from quorvel.doctor import settings
+        options, faults = settings.read_options(machine)
+        seen, reason = settings.read_settings(machine, options)
+        findings = list(settings.check_settings(machine, None, seen, reason, options, faults))
+        for text in ("--tls", '"x"', "QUORVEL_OPTION means nothing"):
+            self.expect(findings, "settings.options", WARNING, text)
+
+    def test_states_of_the_unit(self):
+        rows = (({}, "unit.restarts", OK, ""),
+                ({"NRestarts": "3"}, "unit.restarts", WARNING, "3 times"),
+                ({"UnitFileState": "disabled"}, "unit.enabled", WARNING, "systemctl enable"),
+                ({"LoadState": "masked", "UnitFileState": "masked"}, "unit.enabled", FAULT, "unmask"),
+                ({"LoadState": "not-found"}, "unit.running", UNCHECKED, "not-found"),
+                ({"ActiveState": "failed"}, "unit.running", FAULT, "systemctl start"),
+                ({"ActiveState": "activating"}, "unit.running", FAULT, "again and again"),
+                ({"ActiveState": "failed"}, "unit.errors", WARNING, "端口被占用"))
+        message = json.dumps({"PRIORITY": "3", "MESSAGE": list("端口被占用".encode("gbk"))})
+        self.stand_in("journalctl", f"echo '{message}'")
+        for change, check, level, text in rows:
+            properties = "\n".join(f"{key}={value}" for key, value in {**UNIT, **change}.items())
+            self.stand_in("systemctl", f"cat <<'.'\n{properties}\n.")
+            findings = list(unit.check_unit(unit.read_unit(self.machine())))
+            self.expect(findings, check, level, text)
+
+    def test_a_library_is_loaded_within_the_sandbox_of_the_unit_and_not_from_a_home(self):
+        self.stand_in("systemctl", "printf '[Service]\\nExecStart=/x\\nUser=quorvelserver\\n#A=b\\nProtectHome=yes\\n'")
+        self.stand_in("systemd-run", f'echo "$*" >{self.folder}/run; while [ "${{1#--}}" != "$1" ]; do shift; done; "$@"')
+        machine = self.machine()
+        machine.is_root = True
+        there = unit.Unit({"LoadState": "loaded", "ProtectHome": "yes"})
+        settings = {"serviceIni": {"libraries": [{"key": "lib1", "path": str(self.stage / "bin/libquorveldemo.so")},
+                                                 {"key": "lib2", "path": "/home/maker/libreader.so"}]}}
+        findings = list(libraries.check_libraries(machine, there, settings, None, False))
+        self.expect(findings, "libraries.state", OK, "in its sandbox")
+        self.expect(findings, "libraries.state", FAULT, "sees no home directories")
+        self.expect(libraries.check_libraries(machine, there, settings, None, True), "libraries.state", UNCHECKED, "")
+        called = (self.folder / "run").read_text()
+        self.assertIn("--property=User=quorvelserver --property=ProtectHome=yes ", called)
+        self.assertNotIn("ExecStart", called)
+
+    def test_certificates(self):
+        for name in ("one", "two"):
+            run("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-keyout",
+                self.folder / f"{name}.key", "-out", self.folder / f"{name}.cert", "-subj", "/CN=x", "-days", "10",
+                "-addext", "subjectAltName=DNS:localhost")
+        one, two, key = (self.folder / name for name in ("one.cert", "two.cert", "one.key"))
+        for check, level, text in ((tls.check_pair(one, key), OK, "belong together"),
+                                   (tls.check_pair(two, key), FAULT, "--force"),
+                                   (tls.check_pair(self.folder / "none", key), FAULT, "none"),
+                                   (tls.check_names(one), WARNING, "127.0.0.1, ::1"),
+                                   (tls.check_dates(one), WARNING, "expires on"),
+                                   (tls.check_system(self.machine(), one), WARNING, "--trust")):
+            findings = list(check)
+            self.expect(findings, findings[0].check, level, text)
+        for days, text in ((11, "expired on"), (-1, "clock")):
+            with unittest.mock.patch("time.time", return_value=time.time() + days * tls.DAY_SECONDS):
+                self.expect(tls.check_dates(one), "tls.dates", FAULT, text)
+
+    def test_tls_in_use_is_looked_at_to_the_browsers(self):
+        subprocess.run([self.stage / "bin/quorvel-cert", "--dir", self.stage], check=True, stdout=subprocess.DEVNULL)
+        self.start("-s")
+        _status, findings = self.examine()
+        for check in ("tls.pair", "tls.names", "tls.dates", "port.answer", "libraries.state"):
+            self.expect(findings, check, OK, "")
+        self.expect(findings, "tls.system", WARNING, "--trust")
+
+    def test_nothing_hangs(self):
+        began = time.monotonic()
+        outcome = run("sh", "-c", "sleep 60 & sleep 60", seconds=0.5)
+        self.assertIn("did not end within", outcome.complaint)
+        self.assertLess(time.monotonic() - began, 5)
+
+    def test_pcsc_refusals(self):
+        for error, level in ((readers.NO_READERS, WARNING), (0x8010001D, FAULT), (readers.SECURITY_VIOLATION, None)):
+            finding = readers.refused(self.machine(), {"call": "SCardListReaders", "error": error})
+            self.assertIn(finding.level, (level,) if level else (FAULT, UNCHECKED))
+            self.assertTrue(finding.cure)
+
+    def test_the_report_tells_nothing_of_people(self):
+        secret = ("张三丰", "110101199003078515", "13800138000", "/home/zhangsan", "10.20.30.40", "fe80::1234:5678",
+                  "aa:bb:cc:dd:ee:ff", socket.gethostname())
+        line = " ".join(secret[1:])
+        messages = [{"PRIORITY": "3", "MESSAGE": f"lib failed {line} 127.0.0.1"},
+                    {"PRIORITY": "6", "MESSAGE": f"card of {secret[0]}"}]
+        self.stand_in("journalctl", 'case "$*" in *--priority=5*) limit=5;; esac\n' + "\n".join(
+            f"[ {message['PRIORITY']} -gt $limit ] || echo '{json.dumps(message)}'" for message in messages))
+        self.stand_in("systemctl", "echo '# comment'")
+        (self.stage / "bin/quorvel.ini").write_text(f"; {line}\n")
+        file = self.folder / "report.txt"
+        report.write_report(file, self.machine(), [Finding("a", FAULT, line, line)], "1")
+        text = file.read_text()
+        self.assertIn("lib failed <number>", text)
+        self.assertIn("127.0.0.1", text)
+        self.assertEqual([word for word in secret if word in text], [])
+        self.assertEqual(file.stat().st_mode & 0o777, 0o600)
+        self.assertEqual(redact("2026-11-23 11:08:04 [2026/11/23 11:27:26:4294] port 47392 ::1"),
+                         "2026-11-23 11:08:04 [2026/11/23 11:27:26:4294] port 47392 ::1")
+
+
+unittest.main()

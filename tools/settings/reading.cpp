@@ -1,0 +1,132 @@
+#include "tools/settings/reading.h"
+
+#include <unistd.h>
+
+#include <new>
+
+#include "Services/dispatcher/settings.h"
+#include "access/access_settings.h"
+#include "config/service_ini.h"
+#include "libs/listing.h"
+#include "server/command_line.h"
+#include "util/json/cjson_ptr.h"
+#include "util/language/language.h"
+#include "util/log/log.h"
+#include "util/os/program_path.h"
+#include "util/text/conversion.h"
+
+namespace {
+
+template <typename Node>
+Node* checked(Node* node) {
+  if (node == nullptr) throw std::bad_alloc();
+  return node;
+}
+
+void add_text(cJSON* object, const char* name, const std::string& text) {
+  checked(cJSON_AddStringToObject(object, name, text.c_str()));
+}
+
+/// While it lives, adds what the service would log to the object, as its "faults".
+class Faults {
+ public:
+  explicit Faults(cJSON* object) {
+    cJSON* faults = checked(cJSON_AddArrayToObject(object, "faults"));
+    set_log_sink(
+        [faults](char letter, const std::string& line) {
+          if (letter != 'E' && letter != 'W') return;
+          cJSON* fault = checked(cJSON_CreateObject());
+          cJSON_AddItemToArray(faults, fault);
+          add_text(fault, "level", letter == 'E' ? "error" : "warning");
+          add_text(fault, "text", line);
+        },
+        translated);
+  }
+  ~Faults() { set_log_sink({}, nullptr); }
+  Faults(const Faults&) = delete;
+  Faults& operator=(const Faults&) = delete;
+};
+
+/// The text in UTF-8: as it is when it is that already, as the names of files are, else from GBK.
+std::string shown(const std::string& text) {
+  std::string utf8;
+  if (gbk_to_utf8(utf8_to_gbk(text), utf8) && utf8 == text) return text;
+  library_text_to_utf8(text, utf8);
+  return utf8;
+}
+
+/// Names a library whose file is there under the name in UTF-8 alone: the file lists it in GBK.
+void report_charset(const ListedLibrary& listed) {
+  const std::string path = shown(listed.path);
+  if (path != listed.path && access(listed.path.c_str(), F_OK) != 0 &&
+      access(path.c_str(), F_OK) == 0)
+    log_error("%s: [%s] %s is in GBK, but the name of its file in UTF-8: write it in UTF-8\n",
+              kServiceIni, kLibrarySection, listed.key.c_str());
+}
+
+void add_libraries(cJSON* object, CIni& ini) {
+  cJSON* libraries = checked(cJSON_AddArrayToObject(object, "libraries"));
+  for (const ListedLibrary& listed : read_listing(ini)) {
+    cJSON* library = checked(cJSON_CreateObject());
+    cJSON_AddItemToArray(libraries, library);
+    add_text(library, "key", listed.key);
+    add_text(library, "path", shown(listed.path));
+    if (!listed.failure.empty()) add_text(library, "failure", shown(listed.failure));
+    report_charset(listed);
+    if (listed.limit != kInProcess)
+      checked(cJSON_AddNumberToObject(library, "isolatedSeconds",
+                                      static_cast<double>(listed.limit.count())));
+  }
+}
+
+void add_access(cJSON* object, const AccessRules& rules) {
+  cJSON* access = checked(cJSON_AddObjectToObject(object, "access"));
+  checked(cJSON_AddBoolToObject(access, "loopbackAlone", rules.loopback_alone));
+  checked(cJSON_AddBoolToObject(access, "sitesLimited", rules.sites_limited));
+  cJSON* sites = checked(cJSON_AddArrayToObject(access, "sites"));
+  for (const AllowedSite& allowed : rules.sites)
+    cJSON_AddItemToArray(sites, checked(cJSON_CreateString(shown(allowed.text).c_str())));
+}
+
+std::string path_of(const char* file) {
+  char path[kProgramPathSize];
+  return getfilepath(path, file) ? path : std::string(file);
+}
+
+void add_service_ini(cJSON* document) {
+  cJSON* object = checked(cJSON_AddObjectToObject(document, "serviceIni"));
+  const Faults faults(object);
+  const std::string path = path_of(kServiceIni);
+  add_text(object, "path", path);
+  ServiceIni ini(path);
+  add_libraries(object, ini.values());
+  const int port = ini.listening_port();
+  checked(cJSON_AddNumberToObject(object, "port", port));
+  ini.log_in_utf8();
+  add_access(object, read_access(ini, port));
+}
+
+void add_server_ini(cJSON* document) {
+  cJSON* object = checked(cJSON_AddObjectToObject(document, "serverIni"));
+  const Faults faults(object);
+  add_text(object, "path", path_of(kServerIni));
+  report_settings_faults();
+}
+
+void add_command_line(cJSON* document, const std::vector<const char*>& options) {
+  cJSON* object = checked(cJSON_AddObjectToObject(document, "commandLine"));
+  const Faults faults(object);
+  report_command_line(static_cast<int>(options.size()), options.data());
+}
+
+}  // namespace
+
+std::string settings_as_json(const std::vector<const char*>& options) {
+  const Json document(checked(cJSON_CreateObject()));
+  add_service_ini(document.get());
+  add_server_ini(document.get());
+  add_command_line(document.get(), options);
+  const std::unique_ptr<char, decltype(&cJSON_free)> text(
+      checked(cJSON_PrintUnformatted(document.get())), cJSON_free);
+  return text.get();
+}

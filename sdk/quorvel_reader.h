@@ -25,8 +25,9 @@
  *     unchecked, so any byte can occur in its strings.
  *  6. Results. Non-zero means success, 0 failure. Nothing else may leave an entry point: no
  *     exception, no longjmp, no exit.
- *  7. The process belongs to the service: leave its signal handlers, working directory and standard
- *     streams alone, and keep nothing (memory, descriptors) after uninit.
+ *  7. The process belongs to the service: leave its signals (handlers and mask), working directory,
+ *     environment and standard streams alone, and keep nothing (memory, descriptors, processes)
+ *     after uninit. SIGPIPE is ignored.
  *  8. uninit is called only when the library is unloaded while the service goes on running, and not
  *     when the process ends, unless the library is isolated and idle then. Leave no hardware in a
  *     state that needs uninit.

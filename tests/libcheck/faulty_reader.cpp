@@ -2,8 +2,10 @@
 // outside of requests, as its function list says.
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +21,20 @@ std::string* last;
 int32_t answer(char* reply, const char* text) {
   std::snprintf(reply, QUORVEL_REPLY_SIZE, "%s", text);
   return 1;
+}
+
+void block_signals() {
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_SETMASK, &all, nullptr);
+}
+
+/// True in a process that nobody is the parent of.
+bool daemonised() {
+  const pid_t pid = fork();
+  if (pid == 0 && fork() != 0) _exit(0);
+  if (pid > 0) waitpid(pid, nullptr, 0);
+  return pid == 0;
 }
 
 int32_t misbehave(std::string_view name, const char* command, char* reply) {
@@ -44,6 +60,12 @@ int32_t misbehave(std::string_view name, const char* command, char* reply) {
   if (name == "descriptor") open("/dev/null", O_RDONLY);
   if (name == "heap") last = new std::string(40, 'x');
   if (name == "prints") std::puts("now reading");
+  if (name == "sigpipe") signal(SIGPIPE, SIG_DFL);
+  if (name == "blocks") block_signals();
+  if (name == "forks" && fork() == 0) return pause();
+  if (name == "daemon" && daemonised()) return pause();
+  if (name == "writes") const_cast<char*>(command)[1] = 'x';  // NOLINT: its fault
+  if (name == "environment") setenv("TZ", "UTC", 1);
   if (name == "moves" && chdir("/") != 0) return 0;
   return answer(reply, R"({"result":"true"})");
 }

@@ -8,6 +8,7 @@
 #include <regex>
 
 #include "tests/support/child_process.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -64,8 +65,9 @@ TEST(LibcheckTest, NamesTheFaultsOfLoadingAndOfTheLifecycle) {
   expect_findings({TEST_READERS "/no_uninit.so"}, 1,
                   {"FAIL dlsym dlsym finds no entry point uninit"});
   expect_findings({TEST_READERS "/init_fails.so"}, 1, {"FAIL init init returned 0"});
-  expect_findings({TEST_READERS "/getversion_fails.so"}, 1,
-                  {"FAIL getversion it returned 0", "没有读卡器"});
+  expect_findings(
+      {TEST_READERS "/getversion_fails.so"}, 1,
+      {"FAIL getversion it returned 0", "没有读卡器", "cure: The reason is the library's own"});
   expect_findings({TEST_READERS "/garbage_answer.so"}, 1, {"FAIL function list \"!\" is no hex"});
   expect_findings({TEST_READERS "/endless_answer.so"}, 1, {"FAIL getversion the answer has no"});
   expect_findings({FAULTY_READERS "/names.so", kDemo}, 1,
@@ -75,12 +77,25 @@ TEST(LibcheckTest, NamesTheFaultsOfLoadingAndOfTheLifecycle) {
                    "warn overlap \"readcardbas\" occurs in both lists"});
   expect_findings({FAULTY_READERS "/once.so"}, 1, {"FAIL init and uninit init returned 0"});
   expect_findings({FAULTY_READERS "/end.so"}, 1, {"FAIL end the end of the process crashed"});
-  expect_findings({leaks, request("descriptor")}, 1, {"FAIL calls 20 rounds leave behind 20 open"});
+  expect_findings({leaks, request("descriptor")}, 1,
+                  {"FAIL calls 20 rounds of scommand leave behind 20 open"});
 #ifndef __SANITIZE_ADDRESS__  // which leaves the memory out
-  expect_findings({leaks, request("heap")}, 1, {"FAIL calls 20 rounds leave", "bytes of heap"});
+  expect_findings({leaks, request("heap")}, 1,
+                  {"FAIL calls 20 rounds of scommand leave", "bytes of heap"});
 #endif
   expect_findings({leaks, request("prints")}, 1, {"warn output", ": now reading"});
-  expect_findings({leaks, request("moves")}, 1, {"FAIL process", "service: working directory"});
+  for (const auto& [function, finding] : std::map<std::string, std::string>{
+           {"moves",
+            "FAIL process scommand changes what belongs to the service: working directory"},
+           {"sigpipe",
+            "FAIL process scommand changes what belongs to the service: action of SIGPIPE"},
+           {"blocks", "FAIL process scommand changes what belongs to the service: blocked signals"},
+           {"environment",
+            "FAIL process scommand changes what belongs to the service: environment"},
+           {"forks", "FAIL process scommand leaves behind a process"},
+           {"daemon", "FAIL process init or scommand leaves behind a process"},
+           {"writes", "FAIL writes scommand wrote into the command text"}})
+    expect_findings({leaks, request(function)}, 1, {finding});
 }
 
 TEST(LibcheckTest, ExplainsWhatItCanNotCheck) {
@@ -88,6 +103,35 @@ TEST(LibcheckTest, ExplainsWhatItCanNotCheck) {
   for (const Strings& arguments : {Strings{}, {"/no/such.so"}, {"--rounds=1", kDemo}, {own, kDemo}})
     expect_findings(arguments, 2, {"Try quorvel-libcheck --help."});
   expect_findings({QUORVEL_STAGE "/bin/quorvel_service.ini"}, 2, {"FAIL loading dlopen failed"});
+}
+
+TEST(LibcheckTest, SaysWhyTheServiceWouldNotLoadWhatLoadsHere) {
+  const TemporaryFolder folder("读卡");
+  const std::filesystem::path library = folder.path() / "libreader.so";
+  std::filesystem::copy_file(kDemo, library);
+  const auto allow = [](const std::filesystem::path& path, unsigned mode) {
+    std::filesystem::permissions(path, static_cast<std::filesystem::perms>(mode));
+  };
+  const std::string warning = "warn place the service can't open it here: ";
+  const std::string cure = "cure: Before you list it, copy it to /opt/apps/quorvelserver/bin";
+  expect_findings({library}, 0,
+                  {warning + "its user may not enter " + folder.path().string(), cure});
+
+  const std::string sdk = QUORVEL_STAGE "/sdk";
+  const std::string driver = folder.path() / "libdriver.so";
+  const std::string linked = folder.path() / "liblinked.so";
+  run_program({"gcc", "-shared", "-o", driver, "-x", "c", "/dev/null"});
+  run_program({"gcc", "-shared", "-fPIC", "-fexec-charset=GBK", "-I" + sdk + "/include",
+               "-Wl,--no-as-needed", "-o", linked, sdk + "/example/minimal_reader.c", driver});
+  expect_findings({linked}, 0, {"can't open " + driver + ", which it is linked with: its user"});
+
+  allow(folder.path(), 0755);
+  allow(library, 0600);
+  expect_findings({library}, 0, {warning + "its user may not read the file", cure});
+  allow(library, 0644);
+  expect_findings({library}, 0, {warning + "the unit hides /tmp from it", cure});
+  const std::string unit = read_file(QUORVEL_UNIT);
+  EXPECT_NE(unit.find("\nProtectHome=yes\nPrivateTmp=yes\n"), std::string::npos);
 }
 
 TEST(LibcheckTest, ShowsTheFaultsThatTheDemoLibraryActsOut) {
@@ -111,7 +155,10 @@ TEST(LibcheckTest, PassesTheDemoLibraryAndReportsInJson) {
                                                         cJSON_Delete);
   const int checks = cJSON_GetArraySize(cJSON_GetObjectItem(report.get(), "checks"));
   EXPECT_GT(checks, 0);
-  EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItem(report.get(), "ok")), checks) << result.output;
+  // The test's folder can be one that the service does not see.
+  const int seen = result.output.find("the service can't open it here") == std::string::npos;
+  EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItem(report.get(), "ok")), checks - 1 + seen)
+      << result.output;
   EXPECT_NE(result.output.find(R"(\"name\":\"张三\")"), std::string::npos);
 }
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "util/language/language.h"
+#include "util/text/format.h"
+
 namespace {
 
 constexpr int kUsualSeconds = 30;
@@ -19,12 +22,15 @@ int suggested_seconds(const Report& report) {
 }  // namespace
 
 void advise_isolation(Report& report) {
-  const std::string line = "\"libN=" + std::to_string(suggested_seconds(report)) +
-                           "\" under [ISOLATED] of quorvel_service.ini";
+  const std::string line = format_text(
+      translated("\"libN=%d\" under [ISOLATED] of quorvel_service.ini"), suggested_seconds(report));
   const bool faulty = report.count(Level::failure) > 0;
-  report.begin_group("Advice");
-  report.add({Level::ok, "isolation",
-              faulty ? "if it must be used before it is mended: " + line +
-                           ", where its faults cost one reply each"
-                     : "write " + line + ": what this check could not see then costs one reply"});
+  report.begin_group(translated("Advice"));
+  report.add(
+      {Level::ok, "isolation",
+       format_text(faulty ? translated("if it must be used before it is mended: %s, where its "
+                                       "faults cost one reply each")
+                          : translated("write %s: what this check could not see then costs "
+                                       "one reply"),
+                   line.c_str())});
 }

@@ -7,6 +7,8 @@
 #include "tools/libcheck/reply_rules.h"
 #include "tools/libcheck/shared_memory.h"
 #include "tools/libcheck/text.h"
+#include "util/language/language.h"
+#include "util/text/format.h"
 
 namespace {
 
@@ -56,9 +58,9 @@ Attempt attempt(Subject& subject, const Request& request, const std::string& nam
 
 void judge_time(const Attempt& result, const std::string& name, Subject& subject) {
   if (result.milliseconds > kSlowCallMs)
-    subject.report.add({Level::warning, name,
-                        "the call is slow, and all other pages wait meanwhile",
-                        "Give up early on hardware that does not answer.", result.milliseconds});
+    subject.report.add(
+        {Level::warning, name, translated("the call is slow, and all other pages wait meanwhile"),
+         translated("Give up early on hardware that does not answer."), result.milliseconds});
 }
 
 /// The same problem of several odd requests.
@@ -84,7 +86,7 @@ void collect(const std::vector<Finding>& found, const std::string& label,
 void report_problem(Subject& subject, const Problem& problem) {
   Finding finding = problem.finding;
   const std::string others =
-      problem.others > 0 ? " and " + std::to_string(problem.others) + " more" : "";
+      problem.others > 0 ? format_text(translated(" and %d more"), problem.others) : "";
   finding.text = "(" + problem.label + others + ") " + finding.text;
   subject.report.add(finding);
 }
@@ -99,9 +101,10 @@ void check_group(Subject& subject, const std::string& name, const std::vector<Re
     Attempt result = attempt(subject, request, name);
     if (must_be_refused && result.verdict.success)
       result.problems.push_back(
-          {Level::failure, name, "the reply says \"true\" for a function that is not served",
-           "Compare the whole name, and refuse what is not served.", result.milliseconds,
-           readable_request(request.page), result.verdict.page});
+          {Level::failure, name,
+           translated("the reply says \"true\" for a function that is not served"),
+           translated("Compare the whole name, and refuse what is not served."),
+           result.milliseconds, readable_request(request.page), result.verdict.page});
     collect(result.problems, request.label, problems);
     if (result.problems.empty()) ++survived;
     longest = std::max(longest, result.milliseconds);
@@ -109,8 +112,9 @@ void check_group(Subject& subject, const std::string& name, const std::vector<Re
   for (const Problem& problem : problems) report_problem(subject, problem);
   if (survived > 0)
     subject.report.add({Level::ok, name,
-                        std::to_string(survived) + " of " + std::to_string(requests.size()) +
-                            (must_be_refused ? " refused" : " odd requests answered"),
+                        format_text(must_be_refused ? translated("%d of %zu refused")
+                                                    : translated("%d of %zu odd requests answered"),
+                                    survived, requests.size()),
                         "", longest});
 }
 
@@ -118,12 +122,12 @@ void check_group(Subject& subject, const std::string& name, const std::vector<Re
 
 std::vector<Request> check_requests(Subject& subject, const std::vector<Request>& requests) {
   std::vector<Request> answered;
-  subject.report.begin_group("Requests");
+  subject.report.begin_group(translated("Requests"));
   for (const Request& request : requests) {
     const std::string name = readable_request(request.name);
     const Attempt result = attempt(subject, request, name);
     const std::string note =
-        result.verdict.beyond_gbk ? "(GB18030 beyond GBK, which pages get too) " : "";
+        result.verdict.beyond_gbk ? translated("(GB18030 beyond GBK, which pages get too) ") : "";
     for (const Finding& problem : result.problems) subject.report.add(problem);
     judge_time(result, name, subject);
     if (result.problems.empty())
@@ -136,7 +140,7 @@ std::vector<Request> check_requests(Subject& subject, const std::vector<Request>
 
 void check_odd_requests(Subject& subject, const std::vector<Request>& requests,
                         const std::vector<Request>& answered) {
-  subject.report.begin_group("Odd requests");
+  subject.report.begin_group(translated("Odd requests"));
   std::set<std::string> done;
   for (const Request& request : answered)
     if (done.insert(request.name).second)
@@ -144,8 +148,8 @@ void check_odd_requests(Subject& subject, const std::vector<Request>& requests,
   for (const Request& request : requests)
     if (done.insert(request.name).second)
       subject.report.add({Level::warning, readable_request(request.name),
-                          "not tried with odd requests",
-                          "Correct the answer to its ordinary request first."});
+                          translated("not tried with odd requests"),
+                          translated("Correct the answer to its ordinary request first.")});
   const std::string declared = requests.empty() ? "" : requests.front().name;
   check_group(subject, "unknown functions", unknown_functions(declared), true);
 }

@@ -1,13 +1,14 @@
 #include "tools/libcheck/child.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -15,11 +16,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
+#include <thread>
+#include <vector>
 
 #include "tools/libcheck/fenced_buffer.h"
+#include "tools/libcheck/interrupt.h"
+#include "tools/libcheck/process_state.h"
 #include "tools/libcheck/shared_memory.h"
 #include "util/handle/unique_fd.h"
+#include "util/language/language.h"
 #include "util/os/child.h"
+#include "util/text/ascii.h"
+#include "util/text/format.h"
 
 namespace {
 
@@ -27,12 +35,15 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr std::size_t kPrintedSize = 200;
+/// For what the library has started in the background and what ends by itself.
+constexpr milliseconds kOrphanGrace(100);
 
 struct Control {
   std::atomic<Clock::rep> call_began;
   char call[64];
   char past_buffer[64];  // the buffer whose end was passed; empty: none
-  char reason[512];      // of a broken rule that the child noticed; empty: none
+  std::size_t past_size;
+  char reason[512];  // of a broken rule that the child noticed; empty: none
   char cure[256];
   bool finished;
 };
@@ -41,9 +52,14 @@ static_assert(std::atomic<Clock::rep>::is_always_lock_free);
 /// The child's view of what it shares with its parent.
 Control* control = nullptr;
 
+/// What does not fit is left out, by whole characters of UTF-8.
 template <std::size_t size>
 void copy(char (&out)[size], const char* text) {
-  std::snprintf(out, size, "%s", text);
+  std::size_t length = strnlen(text, size);
+  if (length == size)
+    for (--length; length > 0 && is_utf8_tail(text[length]);) --length;
+  std::memcpy(out, text, length);
+  out[length] = '\0';
 }
 
 [[noreturn]] void die_of(int signal_number) {
@@ -53,7 +69,8 @@ void copy(char (&out)[size], const char* text) {
 }
 
 void on_fault(int signal_number, siginfo_t* info, void*) {
-  FencedBuffer::describe(info->si_addr, control->past_buffer, sizeof control->past_buffer);
+  FencedBuffer::describe(info->si_addr, control->past_buffer, sizeof control->past_buffer,
+                         control->past_size);
   die_of(signal_number);
 }
 
@@ -91,12 +108,73 @@ void settle_in(pid_t parent, int output) {
     copy(control->reason, problem.what());
   }
   if (leave == Leave::kThroughExit) {
-    begin_call("the end of the process");
+    begin_call(translated("the end of the process"));
     std::exit(EXIT_SUCCESS);
   }
   std::fflush(nullptr);  // what the library printed
   _exit(EXIT_SUCCESS);
 }
+
+/// One child process, which ends with the object at the latest, and so does what the library has
+/// started in it: that would run on behind the check's back.
+class Child {
+ public:
+  /// `be_it` does not return.
+  explicit Child(const std::function<void()>& be_it) : pid(fork()) {
+    if (pid < 0) throw std::system_error(errno, std::generic_category(), "fork");
+    if (pid == 0) be_it();
+    // Debian 12's header declares pidfd_open without C linkage, so that C++ can't link it.
+    process = UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  }
+  ~Child() {
+    if (pid > 0) end();
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  /// How many processes it had left running when it was ended.
+  int orphans() const { return left_running; }
+
+  /// Readable once it has ended.
+  int descriptor() const { return process.get(); }
+
+  /// Ends it if it still runs; once. Its wait status.
+  int end() {
+    int status = 0;
+    kill(pid, SIGKILL);
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    pid = 0;
+    left_running = end_orphans(kOrphanGrace);
+    return status;
+  }
+
+ private:
+  /// Ends what still runs after the grace. Returns how many those were.
+  int end_orphans(milliseconds grace) const {
+    const Clock::time_point deadline = Clock::now() + grace;
+    for (int ended = 0;;) {
+      const bool late = Clock::now() >= deadline;
+      bool waits = false;
+      bool killed = false;
+      for (const pid_t orphan : child_processes()) {
+        if (std::find(others.begin(), others.end(), orphan) != others.end()) continue;
+        if (waitpid(orphan, nullptr, WNOHANG) == orphan) continue;
+        waits = true;
+        if (!late || kill(orphan, SIGKILL) != 0 || waitpid(orphan, nullptr, 0) != orphan) continue;
+        killed = true;
+        ++ended;
+      }
+      if (!waits || (late && !killed)) return ended;
+      if (!late) std::this_thread::sleep_for(milliseconds(5));
+    }
+  }
+
+  const std::vector<pid_t> others = child_processes();  // not ours to end
+  pid_t pid;
+  int left_running = 0;
+  UniqueFd process;
+};
 
 milliseconds time_left(const Control& child, milliseconds limit) {
   const Clock::duration running =
@@ -109,8 +187,7 @@ bool ends_in_time(int process, const Control& child, milliseconds limit) {
   for (;;) {
     const milliseconds left = time_left(child, limit);
     if (left.count() <= 0) return false;
-    pollfd poller = {process, POLLIN, 0};
-    if (poll(&poller, 1, static_cast<int>(left.count())) > 0) return true;
+    if (wait_readable(process, left)) return true;
   }
 }
 
@@ -128,14 +205,19 @@ std::string first_output(int output) {
 
 void explain_death(int status, const Control& child, ChildEnd& end) {
   if (child.past_buffer[0] != '\0') {
-    end.reason = std::string("went past the end of ") + child.past_buffer;
-    end.cure = "Bound every access by the sizes in quorvel_reader.h.";
+    end.reason = format_text(translated("went past the end of %s (%zu bytes)"), child.past_buffer,
+                             child.past_size);
+    end.cure = translated("Bound every access by the sizes in quorvel_reader.h.");
+  } else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGBUS && end.call == "dlopen") {
+    end.reason = describe_end(status);
+    end.cure = translated("The file is cut short, or was written meanwhile: build it again.");
   } else if (WIFSIGNALED(status)) {
     end.reason = describe_end(status);
-    end.cure = "Build it with -g -fsanitize=address and check again: the guide says how.";
+    end.cure =
+        translated("Build it with -g -fsanitize=address and check again: the guide says how.");
   } else {
     end.reason = describe_end(status);
-    end.cure = "Return 0 with a failure reply: an exit ends the whole service.";
+    end.cure = translated("Return 0 with a failure reply: an exit ends the whole service.");
   }
 }
 
@@ -149,28 +231,22 @@ void begin_call(const char* name) {
 ChildEnd run_in_child(milliseconds limit, const std::function<void()>& body, Leave leave) {
   const Shared<Control> shared;
   control = &*shared;
-  begin_call("nothing");
+  begin_call(translated("nothing"));
   const UniqueFd output(memfd_create("output", MFD_CLOEXEC));
   std::fflush(nullptr);  // or the child would print it again
   const pid_t parent = getpid();
-  const pid_t pid = fork();
-  if (pid < 0) throw std::system_error(errno, std::generic_category(), "fork");
-  if (pid == 0) be_the_child(parent, output.get(), body, leave);
-
-  // Debian 12's header declares pidfd_open without C linkage, so that C++ can't link it.
-  const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-  const bool in_time = ends_in_time(process.get(), *shared, limit);
-  if (!in_time) kill(pid, SIGKILL);
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-  }
+  prctl(PR_SET_CHILD_SUBREAPER, 1);  // orphans become this process's children, to be ended
+  Child child([&] { be_the_child(parent, output.get(), body, leave); });
+  const bool in_time = ends_in_time(child.descriptor(), *shared, limit);
+  const int status = child.end();
 
   ChildEnd end;
   end.call = shared->call;
   end.printed = first_output(output.get());
+  end.orphans = child.orphans();
   if (!in_time) {
-    end.reason = "did not return within " + seconds(limit);
-    end.cure = "Limit every wait for the hardware; --timeout allows more.";
+    end.reason = format_text(translated("did not return within %s"), seconds(limit).c_str());
+    end.cure = translated("Limit every wait for the hardware; --timeout allows more.");
   } else if (shared->reason[0] != '\0') {
     end.reason = shared->reason;
     end.cure = shared->cure;

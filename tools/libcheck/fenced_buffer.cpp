@@ -61,13 +61,15 @@ bool FencedBuffer::start_intact() const {
 
 std::string_view FencedBuffer::text() const { return {begin, strnlen(begin, length)}; }
 
-bool FencedBuffer::describe(const void* address, char* out, std::size_t out_size) {
+bool FencedBuffer::describe(const void* address, char* out, std::size_t out_size,
+                            std::size_t& bytes) {
   const auto* at = static_cast<const char*>(address);
   for (const Fence& fence : fences) {
     if (at < fence.begin || at >= fence.end) continue;
     // Not on POSIX's list for signal handlers, but glibc's touches neither locks nor the heap for
-    // these directives.
-    std::snprintf(out, out_size, "%s (%zu bytes)", fence.name, fence.size);
+    // this directive.
+    std::snprintf(out, out_size, "%s", fence.name);
+    bytes = fence.size;
     return true;
   }
   return false;

@@ -23,9 +23,9 @@ class FencedBuffer {
   /// The buffer's content up to its first zero byte, or all of it.
   std::string_view text() const;
 
-  /// Describes the buffer behind whose end `address` lies, such as "the reply buffer (1024 bytes)",
-  /// in `out` of `out_size` bytes. False when there is none. Safe in a signal handler.
-  static bool describe(const void* address, char* out, std::size_t out_size);
+  /// Names the buffer behind whose end `address` lies, in `out` of `out_size` bytes, and gives its
+  /// size in `bytes`. False when there is none. Safe in a signal handler.
+  static bool describe(const void* address, char* out, std::size_t out_size, std::size_t& bytes);
 
  private:
   const char* label;

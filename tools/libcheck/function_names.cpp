@@ -6,25 +6,13 @@
 #include "libs/function_list.h"
 #include "libs/funlib.h"
 #include "tools/libcheck/text.h"
+#include "util/language/language.h"
 #include "util/text/ascii.h"
+#include "util/text/format.h"
 
 namespace {
 
 constexpr char kListName[] = "function list";
-
-/// What may stand between two names. A makers' arrangement is free; names hold none of these.
-constexpr std::string_view kSeparators = " \t\r\n,;|\"'()[]{}";
-
-std::vector<std::string> split(const std::string& text) {
-  std::vector<std::string> names;
-  std::size_t begin = text.find_first_not_of(kSeparators);
-  while (begin != std::string::npos) {
-    const std::size_t end = std::min(text.find_first_of(kSeparators, begin), text.size());
-    names.push_back(text.substr(begin, end - begin));
-    begin = text.find_first_not_of(kSeparators, end);
-  }
-  return names;
-}
 
 Finding warning(const std::string& text, const std::string& cure) {
   return {Level::warning, kListName, text, cure};
@@ -33,20 +21,25 @@ Finding warning(const std::string& text, const std::string& cure) {
 void judge_name(const std::string& name, const FunctionList& list, std::vector<Finding>& out) {
   const std::string quoted = "\"" + readable(name) + "\"";
   if (Jdispatcher::is_own_function(name))
-    out.push_back(
-        warning(quoted + " never arrives: the service answers it itself", "Choose another name."));
+    out.push_back(warning(
+        format_text(translated("%s never arrives: the service answers it itself"), quoted.c_str()),
+        translated("Choose another name.")));
   if (name != ascii_lower(name))
-    out.push_back(warning(quoted + " can't be requested: the service lowers the name it looks for",
-                          "Write the list in lower case."));
+    out.push_back(warning(
+        format_text(translated("%s can't be requested: the service lowers the name it looks for"),
+                    quoted.c_str()),
+        translated("Write the list in lower case.")));
   if (name.size() > kLongestName)
-    out.push_back(warning(quoted + " can't be requested: a name has at most " +
-                              std::to_string(kLongestName) + " bytes",
-                          "Choose a shorter name."));
+    out.push_back(
+        warning(format_text(translated("%s can't be requested: a name has at most %zu bytes"),
+                            quoted.c_str(), std::size_t{kLongestName}),
+                translated("Choose a shorter name.")));
   for (const std::string& other : list.names)
     if (other.size() > name.size() && other.find(name) != std::string::npos)
-      out.push_back(warning(quoted + " is part of \"" + readable(other) + "\"",
-                            "Choose names that are not part of each other: another library may "
-                            "declare only one of them and get both."));
+      out.push_back(warning(
+          format_text(translated("%s is part of \"%s\""), quoted.c_str(), readable(other).c_str()),
+          translated("Choose names that are not part of each other: another library may "
+                     "declare only one of them and get both.")));
 }
 
 }  // namespace
@@ -54,7 +47,7 @@ void judge_name(const std::string& name, const FunctionList& list, std::vector<F
 FunctionList make_function_list(const std::string& path, std::string_view answer) {
   std::string text = decode_function_list(answer, kFunctionListSize - 1);
   text.resize(std::min(text.find('\0'), text.size()));
-  std::vector<std::string> names = split(text);
+  std::vector<std::string> names = function_names(text);
   return {path, std::move(text), std::move(names)};
 }
 
@@ -63,20 +56,23 @@ std::vector<Finding> judge_function_list(std::string_view answer, const Function
   const std::size_t digits_from =
       answer.find_last_not_of("0123456789abcdefABCDEF") + 1;  // npos + 1 is 0
   if (digits_from > 0)
-    out.push_back({Level::failure, kListName,
-                   "\"" + readable(answer.substr(digits_from - 1, 1)) +
-                       "\" is no hexadecimal digit: what stands before it is lost",
-                   "Write two of 0-9, a-f, A-F for each byte of the list."});
+    out.push_back(
+        {Level::failure, kListName,
+         format_text(translated("\"%s\" is no hexadecimal digit: what stands before it is lost"),
+                     readable(answer.substr(digits_from - 1, 1)).c_str()),
+         translated("Write two of 0-9, a-f, A-F for each byte of the list.")});
   if (answer.size() % 2 != 0)
-    out.push_back({Level::failure, kListName,
-                   "it has an odd number of digits, so that the first byte gets only one",
-                   "Write two digits for each byte, with a leading 0 where needed."});
+    out.push_back(
+        {Level::failure, kListName,
+         translated("it has an odd number of digits, so that the first byte gets only one"),
+         translated("Write two digits for each byte, with a leading 0 where needed.")});
   if (list.names.empty())
-    out.push_back({Level::failure, kListName, "it names no function",
-                   "Name what the library serves, in lower case, separated by line feeds."});
+    out.push_back(
+        {Level::failure, kListName, translated("it names no function"),
+         translated("Name what the library serves, in lower case, separated by line feeds.")});
   else if (list.text.size() < answer.size() / 2)
-    out.push_back(warning("it holds a zero byte, where the service stops to search",
-                          "Separate the names with line feeds."));
+    out.push_back(warning(translated("it holds a zero byte, where the service stops to search"),
+                          translated("Separate the names with line feeds.")));
   for (const std::string& name : list.names) judge_name(name, list, out);
   return out;
 }
@@ -94,9 +90,11 @@ std::vector<Finding> judge_overlap(const FunctionList& ours, const FunctionList&
   std::vector<Finding> out;
   out.reserve(shared.size());
   for (const std::string& name : shared)
-    out.push_back({Level::warning, "overlap",
-                   "\"" + readable(name) + "\" occurs in both lists; the service asks " +
-                       readable(asked) + ", whose path comes first",
-                   "Rename the function, or list only one of the two libraries."});
+    out.push_back(
+        {Level::warning, "overlap",
+         format_text(
+             translated("\"%s\" occurs in both lists; the service asks %s, whose path comes first"),
+             readable(name).c_str(), readable_request(asked).c_str()),
+         translated("Rename the function, or list only one of the two libraries.")});
   return out;
 }

@@ -1,15 +1,14 @@
 #include "tools/libcheck/lifecycle.h"
 
-#include <signal.h>
-#include <sys/stat.h>
-
-#include <clocale>
 #include <cstdlib>
-#include <filesystem>
 
+#include "tools/libcheck/process_state.h"
 #include "tools/libcheck/reader_library.h"
 #include "tools/libcheck/resources.h"
 #include "tools/libcheck/shared_memory.h"
+#include "tools/libcheck/text.h"
+#include "util/language/language.h"
+#include "util/text/format.h"
 
 namespace {
 
@@ -30,8 +29,9 @@ class SampleCall {
     const bool success = library.scommand(request.name, request.command).returned != 0;
     if (rounds++ == 0) first_success = success;
     if (success != first_success)
-      throw ContractBreak("answers the same request differently in round " + std::to_string(rounds),
-                          "Look for state that uninit does not reset.");
+      throw ContractBreak(
+          format_text(translated("answers the same request differently in round %d"), rounds),
+          translated("Look for state that uninit does not reset."));
   }
 
  private:
@@ -51,72 +51,81 @@ void measure_rounds(Growth& growth, int half, const std::function<void()>& round
 }
 
 /// Runs `child`, which measures its rounds, and reports what they have left behind.
-void check_growth(Subject& subject, const char* name, const char* cure,
+void check_growth(Subject& subject, const char* name, const char* calls, const char* cure,
                   const std::function<void(Growth&)>& child) {
   const Shared<Growth> growth;
   if (!subject.passes(name, [&] { child(*growth); })) return;
   const std::string left = describe_growth(*growth, subject.rounds / 2);
-  const std::string rounds = std::to_string(subject.rounds) + " rounds";
   if (left.empty())
-    subject.report.add({Level::ok, name, rounds + ", nothing left behind"});
+    subject.report.add({Level::ok, name,
+                        format_text(translated("%d rounds, nothing left behind"), subject.rounds)});
   else
-    subject.report.add({Level::failure, name, rounds + " leave behind " + left, cure});
+    subject.report.add({Level::failure, name,
+                        format_text(translated("%d rounds of %s leave behind %s"), subject.rounds,
+                                    calls, left.c_str()),
+                        cure});
 }
 
-/// What of the process belongs to the service.
-struct ProcessState {
-  std::string directory;
-  std::string locale;
-  mode_t mask;
-  void (*on_interrupt)(int);
-  void (*on_child)(int);
-  void (*on_pipe)(int);
-};
+std::string left_processes(std::size_t count) {
+  return count == 1
+             ? translated("leaves behind a process that it has started")
+             : format_text(translated("leaves behind %zu processes that it has started"), count);
+}
+constexpr const char* kEndThem =
+    translatable("End what it starts, in uninit at the latest, and wait for its end.");
 
-void (*handler_of(int signal_number))(int) {
-  struct sigaction action = {};
-  sigaction(signal_number, nullptr, &action);
-  return action.sa_handler;
+/// What the library leaves running is put down to the call that started it.
+void expect_no_process_left(std::size_t before_scommand, std::size_t after_scommand) {
+  const std::size_t left = child_processes().size();
+  if (left == 0) return;
+  begin_call(after_scommand > before_scommand ? "scommand" : "init");
+  throw ContractBreak(left_processes(left), translated(kEndThem));
 }
 
-ProcessState process_state() {
-  const mode_t mask = umask(0);
-  umask(mask);
-  return {std::filesystem::current_path(),
-          std::setlocale(LC_ALL, nullptr),
-          mask,
-          handler_of(SIGINT),
-          handler_of(SIGCHLD),
-          handler_of(SIGPIPE)};
+/// One life of the library, in which every call has to leave the process as it was.
+void live_through(const std::string& path, const Request& request) {
+  setenv("LC_ALL", "C.UTF-8", 1);  // so that a change of the locale shows
+  const ProcessState before;
+  ReaderLibrary library(path);
+  before.expect_unchanged();
+  library.find_entry_points();
+  library.getversion();
+  before.expect_unchanged();
+  library.init();
+  before.expect_unchanged();
+  const std::size_t before_scommand = child_processes().size();
+  library.scommand(request.name, request.command);
+  before.expect_unchanged();
+  const std::size_t after_scommand = child_processes().size();
+  library.uninit();
+  before.expect_unchanged();
+  library.unload();
+  before.expect_unchanged();
+  expect_no_process_left(before_scommand, after_scommand);
 }
 
-void expect_unchanged(const ProcessState& before) {
-  const ProcessState after = process_state();
-  std::string changed;
-  if (before.directory != after.directory) changed += " working directory";
-  if (before.locale != after.locale) changed += " locale";
-  if (before.mask != after.mask) changed += " umask";
-  if (before.on_interrupt != after.on_interrupt) changed += " SIGINT";
-  if (before.on_child != after.on_child) changed += " SIGCHLD";
-  if (before.on_pipe != after.on_pipe) changed += " SIGPIPE";
-  if (changed.empty()) return;
-  begin_call("the library");
-  throw ContractBreak("changes what belongs to the service:" + changed,
-                      "Leave the process as it is; a driver underneath may be what changes it.");
-}
-
-void check_process(Subject& subject, const Request& sample) {
-  const bool unchanged = subject.passes("process", [&] {
-    setenv("LC_ALL", "C.UTF-8", 1);  // so that a change of the locale shows
-    const ProcessState before = process_state();
-    ReaderLibrary library(subject.path);
-    start(library);
-    library.scommand(sample.name, sample.command);
-    expect_unchanged(before);
-    library.uninit();
-  });
+void check_process(Subject& subject, const std::vector<Request>& requests) {
+  bool unchanged = true;
+  for (const Request& request : requests) {
+    ChildEnd end = subject.run([&] { live_through(subject.path, request); });
+    if (end.finished && end.orphans > 0) {
+      end.finished = false;
+      end.call = translated("init or scommand");
+      end.reason =
+          left_processes(static_cast<std::size_t>(end.orphans)) + translated(" in the background");
+      end.cure = translated(kEndThem);
+    }
+    if (end.finished) continue;
+    unchanged = false;
+    Finding finding = broken("process", end);
+    const bool this_request = end.call.find("scommand") != std::string::npos;
+    if (this_request) finding.request = readable_request(request.page);
+    subject.report.add(finding);
+    if (!this_request) return;  // the same for each
+  }
   if (unchanged)
-    subject.report.add({Level::ok, "process", "directory, locale, umask and signals unchanged"});
+    subject.report.add({Level::ok, "process",
+                        translated("directory, locale, umask, signals and environment unchanged")});
 }
 
 void check_end(Subject& subject, const Request& sample) {
@@ -130,22 +139,26 @@ void check_end(Subject& subject, const Request& sample) {
         library->scommand(sample.name, sample.command);
       },
       Leave::kThroughExit);
-  if (ended) subject.report.add({Level::ok, "end", "the process ends without uninit"});
+  if (ended) subject.report.add({Level::ok, "end", translated("the process ends without uninit")});
 }
 
 }  // namespace
 
-void check_lifecycle(Subject& subject, const Request& sample) {
-  subject.report.begin_group("Lifecycle");
-  check_growth(subject, "calls", "Give back in scommand what only this call needs.",
-               [&](Growth& growth) {
+void check_lifecycle(Subject& subject, const std::vector<Request>& answered) {
+  const std::vector<Request> requests =
+      answered.empty() ? std::vector<Request>{default_request("none")} : answered;
+  const Request& sample = requests.front();
+  subject.report.begin_group(translated("Lifecycle"));
+  check_growth(subject, "calls", "scommand",
+               translated("Give back in scommand what only this call needs."), [&](Growth& growth) {
                  ReaderLibrary library(subject.path);
                  start(library);
                  SampleCall call(sample);
                  measure_rounds(growth, subject.rounds / 2, [&] { call(library); });
                  library.uninit();
                });
-  check_growth(subject, "init and uninit", "Give back in uninit what init and scommand acquire.",
+  check_growth(subject, "init and uninit", translated("init, scommand and uninit"),
+               translated("Give back in uninit what init and scommand acquire."),
                [&](Growth& growth) {
                  ReaderLibrary library(subject.path);
                  library.find_entry_points();
@@ -157,7 +170,8 @@ void check_lifecycle(Subject& subject, const Request& sample) {
                    library.uninit();
                  });
                });
-  check_growth(subject, "load and unload", "Give back in uninit or a destructor what was acquired.",
+  check_growth(subject, "load and unload", translated("loading and unloading"),
+               translated("Give back in uninit or a destructor what was acquired."),
                [&](Growth& growth) {
                  SampleCall call(sample);
                  measure_rounds(growth, subject.rounds / 2, [&] {
@@ -168,7 +182,7 @@ void check_lifecycle(Subject& subject, const Request& sample) {
                    library.unload();
                  });
                });
-  check_process(subject, sample);
+  check_process(subject, requests);
   check_end(subject, sample);
   subject.report_output();
 }

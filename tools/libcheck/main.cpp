@@ -6,9 +6,11 @@
 #include "tools/libcheck/advice.h"
 #include "tools/libcheck/arguments.h"
 #include "tools/libcheck/calls.h"
+#include "tools/libcheck/interrupt.h"
 #include "tools/libcheck/lifecycle.h"
 #include "tools/libcheck/loading.h"
 #include "tools/libcheck/resources.h"
+#include "util/language/language.h"
 
 namespace {
 
@@ -37,7 +39,7 @@ ExitStatus check(const Arguments& arguments, Report& report, FunctionList& list)
       arguments.requests.empty() ? default_requests(list) : arguments.requests;
   const std::vector<Request> answered = check_requests(subject, requests);
   check_odd_requests(subject, requests, answered);
-  check_lifecycle(subject, answered.empty() ? default_request("none") : answered.front());
+  check_lifecycle(subject, answered);
   advise_isolation(report);
   return report.count(Level::failure) > 0 ? kBrokenContract : kKept;
 }
@@ -60,16 +62,21 @@ int run(const Arguments& arguments) {
 
 int main(int argc, char** argv) {
   restart_without_malloc_cache(argv);
+  use_language_in_locale_c();
   try {
     const Arguments arguments = parse_arguments(argc, argv);
     if (arguments.help) {
-      std::fputs(kUsage, stdout);
+      std::fputs(translated(kUsage), stdout);
       return kKept;
     }
+    if (arguments.json) use_english();
+    take_interrupts();
     return run(arguments);
   } catch (const UsageError& problem) {
     if (*problem.what() != '\0') std::fprintf(stderr, "quorvel-libcheck: %s\n", problem.what());
-    std::fputs("Try quorvel-libcheck --help.\n", stderr);
+    std::fputs(translated("Try quorvel-libcheck --help.\n"), stderr);
+  } catch (const Interrupted& interrupted) {
+    end_by_signal(interrupted.number());
   } catch (const std::exception& problem) {
     std::fprintf(stderr, "quorvel-libcheck: %s\n", problem.what());
   }

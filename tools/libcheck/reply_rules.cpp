@@ -6,12 +6,15 @@
 #include "quorvel_reader.h"
 #include "tools/libcheck/text.h"
 #include "util/json/cjson_ptr.h"
+#include "util/language/language.h"
 #include "util/text/ascii.h"
 #include "util/text/conversion.h"
+#include "util/text/format.h"
 
 namespace {
 
-constexpr char kConvert[] = "Convert texts to GBK, or compile with -fexec-charset=GBK.";
+constexpr const char* kConvert =
+    translatable("Convert texts to GBK, or compile with -fexec-charset=GBK.");
 
 /// Ends the judgement: what comes after would be judged on sand.
 struct Unusable {
@@ -25,10 +28,11 @@ struct Unusable {
 std::string_view terminated(std::string_view buffer) {
   const std::size_t end = buffer.find('\0');
   if (end == std::string_view::npos)
-    refuse("the reply has no terminating zero within its 1024 bytes",
-           "Bound the reply to 1023 bytes and end it with a zero.");
+    refuse(translated("the reply has no terminating zero within its 1024 bytes"),
+           translated("Bound the reply to 1023 bytes and end it with a zero."));
   if (end == 0)
-    refuse("the reply is empty", "Write a reply for every request, also for one you refuse.");
+    refuse(translated("the reply is empty"),
+           translated("Write a reply for every request, also for one you refuse."));
   return buffer.substr(0, end);
 }
 
@@ -38,12 +42,13 @@ std::string converted(std::string_view reply, Verdict& verdict) {
   verdict.beyond_gbk = !library_text_to_utf8(reply, utf8);
   if (!verdict.beyond_gbk) return utf8;
   if (looks_like_chinese_utf8(reply))
-    refuse("the reply is UTF-8, not GBK: the page would get other characters", kConvert);
+    refuse(translated("the reply is UTF-8, not GBK: the page would get other characters"),
+           translated(kConvert));
   const std::size_t fault = utf8.find(kReplacementCharacter);
   if (fault == std::string::npos) return utf8;
-  refuse("the reply is not valid GBK (or GB18030) after \"" +
-             shortened(std::string_view(utf8).substr(0, fault), 40) + "\"",
-         "Convert texts to GBK and cut them only between characters.");
+  refuse(format_text(translated("the reply is not valid GBK (or GB18030) after \"%s\""),
+                     shortened(std::string_view(utf8).substr(0, fault), 40).c_str()),
+         translated("Convert texts to GBK and cut them only between characters."));
 }
 
 /// Whether a byte below 32 stands inside a string, which cJSON lets pass and browsers do not.
@@ -60,8 +65,10 @@ bool has_bare_control(const std::string& json) {
 Json parsed(const std::string& utf8) {
   Json json(cJSON_ParseWithOpts(utf8.c_str(), nullptr, 1));
   if (!json || !cJSON_IsObject(json.get()))
-    refuse("the reply is not one JSON object: " + shortened(utf8, 60),
-           "Write one complete JSON object; escape quotation marks and backslashes in texts.");
+    refuse(format_text(translated("the reply is not one JSON object: %s"),
+                       shortened(utf8, 60).c_str()),
+           translated(
+               "Write one complete JSON object; escape quotation marks and backslashes in texts."));
   return json;
 }
 
@@ -74,39 +81,42 @@ std::string completed(const std::string& reply, const std::string& function) {
 
 void judge_completion(const std::string& reply, const std::string& function, const cJSON* own,
                       Verdict& verdict) {
-  constexpr char kWriteFid[] = "Write the member \"fid\" into the reply.";
+  const char* const write_fid = translated("Write the member \"fid\" into the reply.");
   const std::string complete = completed(reply, function);
   if (complete.size() >= QUORVEL_REPLY_SIZE) {
-    verdict.problems.push_back(
-        {Level::warning, "", "no room is left for the service to add \"fid\"", kWriteFid});
+    verdict.problems.push_back({Level::warning, "",
+                                translated("no room is left for the service to add \"fid\""),
+                                write_fid});
     return;
   }
   library_text_to_utf8(complete, verdict.page);
   const Json page(cJSON_ParseWithOpts(verdict.page.c_str(), nullptr, 1));
   if (complete != reply) cJSON_DeleteItemFromObjectCaseSensitive(page.get(), "fid");
   if (!page || cJSON_Compare(page.get(), own, 1) == 0)
-    verdict.problems.push_back({Level::failure, "",
-                                "the service changes the reply when it adds \"fid\": a number of "
-                                "many digits, or a name that occurs twice",
-                                kWriteFid});
+    verdict.problems.push_back(
+        {Level::failure, "",
+         translated("the service changes the reply when it adds \"fid\": a number of "
+                    "many digits, or a name that occurs twice"),
+         write_fid});
 }
 
 void judge_members(const cJSON* reply, int returned, Verdict& verdict) {
   const char* result = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(reply, "result"));
   const std::string_view value = result != nullptr ? result : "";
   if (value != "true" && value != "false")
-    refuse(R"(the reply has no member "result" that is the text "true" or "false")",
-           R"(Write "result":"true" or "result":"false", with quotation marks.)");
+    refuse(translated("the reply has no member \"result\" that is the text \"true\" or \"false\""),
+           translated("Write \"result\":\"true\" or \"result\":\"false\", with quotation marks."));
   verdict.success = value == "true";
   const char* errmsg = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(reply, "errmsg"));
   if (!verdict.success && (errmsg == nullptr || *errmsg == '\0'))
-    verdict.problems.push_back({Level::warning, "", "the failure reply has no \"errmsg\"",
-                                "Tell people the reason and what to do."});
-  if (verdict.success != (returned != 0))
     verdict.problems.push_back({Level::warning, "",
-                                "\"result\" is \"" + std::string(value) +
-                                    "\" but scommand returned " + std::to_string(returned),
-                                "Return non-zero for success and 0 for failure."});
+                                translated("the failure reply has no \"errmsg\""),
+                                translated("Tell people the reason and what to do.")});
+  if (verdict.success != (returned != 0))
+    verdict.problems.push_back(
+        {Level::warning, "",
+         format_text(translated("\"result\" is \"%s\" but scommand returned %d"), result, returned),
+         translated("Return non-zero for success and 0 for failure.")});
 }
 
 }  // namespace
@@ -120,12 +130,13 @@ Verdict judge_reply(std::string_view buffer, int returned, const std::string& fu
     judge_members(json.get(), returned, verdict);
     judge_completion(reply, function, json.get(), verdict);
     if (has_bare_control(verdict.page))
-      refuse("a text in the reply holds a control byte, which browsers refuse",
-             "Write control bytes as \\n, \\t or \\u00XX.");
+      refuse(translated("a text in the reply holds a control byte, which browsers refuse"),
+             translated("Write control bytes as \\n, \\t or \\u00XX."));
     if (looks_like_chinese_utf8(reply))
-      verdict.problems.push_back({Level::warning, "",
-                                  "the reply looks like UTF-8: the page would get garbled texts",
-                                  kConvert});
+      verdict.problems.push_back(
+          {Level::warning, "",
+           translated("the reply looks like UTF-8: the page would get garbled texts"),
+           translated(kConvert)});
   } catch (const Unusable& unusable) {
     verdict.problems.push_back(unusable.problem);
   }

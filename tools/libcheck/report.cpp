@@ -11,6 +11,8 @@
 
 #include "tools/libcheck/text.h"
 #include "util/json/cjson_ptr.h"
+#include "util/language/language.h"
+#include "util/text/format.h"
 
 namespace {
 
@@ -23,13 +25,10 @@ struct Style {
 };
 
 const Style& style_of(Level level) {
-  static constexpr Style kStyles[] = {
-      {"ok", "\033[32m", "ok"}, {"warn", "\033[33m", "warning"}, {"FAIL", "\033[1;31m", "failure"}};
+  static constexpr Style kStyles[] = {{translatable("ok"), "\033[32m", "ok"},
+                                      {translatable("warn"), "\033[33m", "warning"},
+                                      {translatable("FAIL"), "\033[1;31m", "failure"}};
   return kStyles[static_cast<std::size_t>(level)];
-}
-
-std::string plural(int count, const char* noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 void add_text(cJSON* object, const char* name, const std::string& text) {
@@ -73,26 +72,34 @@ void ConsoleReport::show(const Finding& finding) {
   char time[24] = "";
   if (finding.milliseconds >= 0) std::snprintf(time, sizeof time, "%.2f ms", finding.milliseconds);
   std::printf(
-      "  %s%-4s%s %10s  %-18s %s\n", colours ? style.colour : "", style.word,
+      "  %s%-4s%s %10s  %-18s %s\n", colours ? style.colour : "", translated(style.word),
       colours ? "\033[0m" : "", time, finding.name.c_str(),
       (finding.level == Level::ok ? shortened(finding.text, kTextColumns) : finding.text).c_str());
   constexpr char kBelow[] = "                    ";
   if (finding.level != Level::ok && !finding.request.empty())
-    std::printf("%srequest: %s\n", kBelow, shortened(finding.request, kTextColumns).c_str());
+    std::printf(translated("%srequest: %s\n"), kBelow,
+                shortened(finding.request, kTextColumns).c_str());
   if (finding.level != Level::ok && !finding.reply.empty())
-    std::printf("%sreply: %s\n", kBelow, shortened(finding.reply, kTextColumns).c_str());
-  if (!finding.cure.empty()) std::printf("%scure: %s\n", kBelow, finding.cure.c_str());
+    std::printf(translated("%sreply: %s\n"), kBelow,
+                shortened(finding.reply, kTextColumns).c_str());
+  if (!finding.cure.empty()) std::printf(translated("%scure: %s\n"), kBelow, finding.cure.c_str());
   std::fflush(stdout);
 }
 
 void ConsoleReport::print_summary() const {
   const int failures = count(Level::failure);
-  const char* verdict =
-      failures > 0 ? "The library breaks the contract." : "The library keeps the contract.";
-  std::printf("\n%s %s: %d ok, %s, %s.\n", verdict,
-              plural(static_cast<int>(all().size()), "check").c_str(), count(Level::ok),
-              plural(count(Level::warning), "warning").c_str(),
-              plural(failures, "failure").c_str());
+  const char* verdict = failures > 0 ? translated("The library breaks the contract.")
+                                     : translated("The library keeps the contract.");
+  const int warnings = count(Level::warning);
+  const auto checks = static_cast<int>(all().size());
+  std::printf(
+      translated("\n%s %s: %d ok, %s, %s.\n"), verdict,
+      format_text(checks == 1 ? translated("%d check") : translated("%d checks"), checks).c_str(),
+      count(Level::ok),
+      format_text(warnings == 1 ? translated("%d warning") : translated("%d warnings"), warnings)
+          .c_str(),
+      format_text(failures == 1 ? translated("%d failure") : translated("%d failures"), failures)
+          .c_str());
 }
 
 std::string json_report(const Report& report, const std::string& library,

@@ -10,17 +10,14 @@
 #include "Services/dispatcher/dispatcher.h"
 #include "util/json/cjson_ptr.h"
 #include "util/json/json_object.h"
+#include "util/language/language.h"
 #include "util/text/ascii.h"
 #include "util/text/conversion.h"
+#include "util/text/format.h"
 
 namespace {
 
 constexpr char kData[] = "data";
-
-std::string architecture() {
-  utsname system = {};
-  return uname(&system) == 0 ? system.machine : "none";
-}
 
 std::string print(const cJSON* json) {
   const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(json), cJSON_free);
@@ -59,19 +56,21 @@ struct Oddity {
 
 const std::vector<Oddity>& oddities() {
   static const std::vector<Oddity> table = {
-      {"no data", [](cJSON* r) { cJSON_DeleteItemFromObject(r, kData); }},
-      {"data null", [](cJSON* r) { set_data(r, cJSON_CreateNull()); }},
-      {"data a text", [](cJSON* r) { set_data(r, cJSON_CreateString("text")); }},
-      {"data nested 900 deep", [](cJSON* r) { set_data(r, json(nested(900)).release()); }},
-      {"arguments null", [](cJSON* r) { set_arguments(r, json("null")); }},
-      {"arguments -1", [](cJSON* r) { set_arguments(r, json("-1")); }},
-      {"arguments 1e300", [](cJSON* r) { set_arguments(r, json("1e300")); }},
-      {"arguments lists", [](cJSON* r) { set_arguments(r, json("[{},[null]]")); }},
-      {"arguments empty", [](cJSON* r) { set_arguments(r, text("")); }},
-      {"arguments 5000 bytes long",
+      {translatable("no data"), [](cJSON* r) { cJSON_DeleteItemFromObject(r, kData); }},
+      {translatable("data null"), [](cJSON* r) { set_data(r, cJSON_CreateNull()); }},
+      {translatable("data a text"), [](cJSON* r) { set_data(r, cJSON_CreateString("text")); }},
+      {translatable("data nested 900 deep"),
+       [](cJSON* r) { set_data(r, json(nested(900)).release()); }},
+      {translatable("arguments null"), [](cJSON* r) { set_arguments(r, json("null")); }},
+      {translatable("arguments -1"), [](cJSON* r) { set_arguments(r, json("-1")); }},
+      {translatable("arguments 1e300"), [](cJSON* r) { set_arguments(r, json("1e300")); }},
+      {translatable("arguments lists"), [](cJSON* r) { set_arguments(r, json("[{},[null]]")); }},
+      {translatable("arguments empty"), [](cJSON* r) { set_arguments(r, text("")); }},
+      {translatable("arguments 5000 bytes long"),
        [](cJSON* r) { set_arguments(r, text(std::string(5000, 'x'))); }},
-      {"arguments not UTF-8", [](cJSON* r) { set_arguments(r, text("\xFF\xFE\x81\xC3 \x80")); }},
-      {"arguments full of specials",
+      {translatable("arguments not UTF-8"),
+       [](cJSON* r) { set_arguments(r, text("\xFF\xFE\x81\xC3 \x80")); }},
+      {translatable("arguments full of specials"),
        [](cJSON* r) { set_arguments(r, text("\"\\\x01\n%s%n%n../;'\x7F")); }},
   };
   return table;
@@ -95,19 +94,25 @@ Request request_for(const std::string& function, const std::string& label) {
 
 }  // namespace
 
+std::string architecture() {
+  utsname system = {};
+  return uname(&system) == 0 ? system.machine : "none";
+}
+
 Request make_request(const std::string& page, const std::string& label) {
   neb::CJsonObject document{std::string_view(page)};
   std::string function;
   if (page.size() > kLongestRequest)
-    throw std::invalid_argument("the service takes at most " + std::to_string(kLongestRequest) +
-                                " bytes");
+    throw std::invalid_argument(format_text(translated("the service takes at most %zu bytes"),
+                                            std::size_t{kLongestRequest}));
   if (const char* refusal = make_command(document, architecture().c_str(), function)) {
     std::string reason;
     gbk_to_utf8(refusal, reason);
-    throw std::invalid_argument("the service refuses it: " + reason);
+    throw std::invalid_argument(
+        format_text(translated("the service refuses it: %s"), reason.c_str()));
   }
   if (Jdispatcher::is_own_function(function))
-    throw std::invalid_argument("the service answers this function itself");
+    throw std::invalid_argument(translated("the service answers this function itself"));
   return {label, page, ascii_lower(function), document.ToString()};
 }
 
@@ -132,19 +137,20 @@ std::vector<Request> odd_requests(const std::string& page) {
   for (const Oddity& oddity : oddities()) {
     const Json changed = json(canonical);
     oddity.apply(changed.get());
-    add(print(changed.get()), oddity.label);
+    add(print(changed.get()), translated(oddity.label));
   }
-  add(longest_request(canonical), "as long as a request can be");
+  add(longest_request(canonical), translated("as long as a request can be"));
   return requests;
 }
 
 std::vector<Request> unknown_functions(const std::string& declared) {
   std::vector<Request> requests = {
-      request_for("no.such.function", "an unknown name"),
-      request_for(std::string(kLongestName, 'a'), "as long as a name can be"),
-      request_for("\xD7\xD6\xFF", "a name that is not ASCII"),
-      request_for("%s%n", "printf directives")};
+      request_for("no.such.function", translated("an unknown name")),
+      request_for(std::string(kLongestName, 'a'), translated("as long as a name can be")),
+      request_for("\xD7\xD6\xFF", translated("a name that is not ASCII")),
+      request_for("%s%n", translated("printf directives"))};
   if (declared.size() > 1)
-    requests.push_back(request_for(declared.substr(0, declared.size() - 1), "a part of a name"));
+    requests.push_back(
+        request_for(declared.substr(0, declared.size() - 1), translated("a part of a name")));
   return requests;
 }

@@ -11,6 +11,9 @@ struct Request {
   std::string command;  // the command text
 };
 
+/// This machine's, as the service tells it to libraries ("platform").
+std::string architecture();
+
 /// Takes a page's request apart as the service does. Throws std::invalid_argument with a sentence
 /// for people when the service would not hand it to a library.
 Request make_request(const std::string& page, const std::string& label = {});

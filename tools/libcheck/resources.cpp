@@ -9,6 +9,9 @@
 #include <fstream>
 #include <iterator>
 
+#include "tools/libcheck/process_state.h"
+#include "util/language/language.h"
+
 namespace {
 
 int entries(const char* directory) {
@@ -39,7 +42,8 @@ std::size_t address_space() {
 
 Resources measure_resources() {
   return {entries("/proc/self/fd"), entries("/proc/self/task"),
-          kMemoryTells ? allocated_bytes() : 0, kMemoryTells ? address_space() : 0};
+          static_cast<int>(child_processes().size()), kMemoryTells ? allocated_bytes() : 0,
+          kMemoryTells ? address_space() : 0};
 }
 
 std::string describe_growth(const Growth& growth, int half) {
@@ -52,15 +56,16 @@ std::string describe_growth(const Growth& growth, int half) {
   };
   std::string text;
   const auto add = [&](std::size_t amount, const char* what) {
-    if (amount > 0) text += (text.empty() ? "" : ", ") + std::to_string(amount) + what;
+    if (amount > 0) text += (text.empty() ? "" : ", ") + std::to_string(amount) + translated(what);
   };
   const auto more = [&](int Resources::*count) {
     return static_cast<std::size_t>(std::max(0, growth.after.*count - growth.before.*count));
   };
-  add(more(&Resources::descriptors), " open file descriptors");
-  add(more(&Resources::threads), " running threads");
-  add(a_round(&Resources::heap_bytes), " bytes of heap a round");
-  add(a_round(&Resources::mapped_bytes), " bytes of mapped memory a round");
+  add(more(&Resources::descriptors), translatable(" open file descriptors"));
+  add(more(&Resources::threads), translatable(" running threads"));
+  add(more(&Resources::processes), translatable(" child processes"));
+  add(a_round(&Resources::heap_bytes), translatable(" bytes of heap a round"));
+  add(a_round(&Resources::mapped_bytes), translatable(" bytes of mapped memory a round"));
   return text;
 }
 
@@ -68,6 +73,9 @@ void restart_without_malloc_cache(char** argv) {
   constexpr char kTunables[] = "GLIBC_TUNABLES";
   if (std::getenv(kTunables) != nullptr) return;
   setenv(kTunables, "glibc.malloc.tcache_count=0", 1);
+  std::error_code error;
+  std::string program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error) argv[0] = program.data();
   execv("/proc/self/exe", argv);
   // Goes on where that fails: leaks are still found, if they are large.
 }

@@ -7,6 +7,7 @@
 struct Resources {
   int descriptors;
   int threads;
+  int processes;             // children that run, or that nobody has waited for
   std::size_t heap_bytes;    // allocated and not given back
   std::size_t mapped_bytes;  // address space
 };
@@ -26,5 +27,6 @@ struct Growth {
 std::string describe_growth(const Growth& growth, int half);
 
 /// Switches off malloc's per-thread cache, which counts as allocated what was freed, by starting
-/// this program again with the C library so tuned. Comes first in main.
+/// this program again with the C library so tuned. It then runs under its file's own path: started
+/// through a link, it would look beside the link for the helper program. Comes first in main.
 void restart_without_malloc_cache(char** argv);

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "tools/libcheck/text.h"
+#include "util/language/language.h"
+#include "util/text/format.h"
 
 namespace {
 
@@ -14,8 +16,10 @@ std::string one_line(std::string text) {
 }  // namespace
 
 Finding broken(const std::string& name, const ChildEnd& end) {
-  std::string text = end.call + " " + readable(end.reason);
-  if (!end.printed.empty()) text += "; it printed: " + one_line(end.printed);
+  const std::string reason = readable_request(end.reason);
+  std::string text = end.call + " " + shortened(reason, reason.size());
+  if (!end.printed.empty())
+    text += format_text(translated("; it printed: %s"), one_line(end.printed).c_str());
   return {Level::failure, name, text, end.cure};
 }
 
@@ -36,10 +40,11 @@ bool Subject::passes(const std::string& name, const std::function<void()>& body,
 
 void Subject::report_output() {
   if (printed.empty())
-    report.add({Level::ok, "output", "nothing printed on the service's standard streams"});
+    report.add(
+        {Level::ok, "output", translated("nothing printed on the service's standard streams")});
   else
     report.add({Level::warning, "output",
-                "it prints on the service's standard streams, up to " + printed_by + ": " +
-                    one_line(printed),
-                "Log to syslog or to a file of the library's own."});
+                format_text(translated("it prints on the service's standard streams, up to %s: %s"),
+                            printed_by.c_str(), one_line(printed).c_str()),
+                translated("Log to syslog or to a file of the library's own.")});
 }

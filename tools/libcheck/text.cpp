@@ -24,6 +24,8 @@ std::size_t utf8_length(char lead) {
   return byte >= 0xF0 && byte < 0xF5 ? 4 : 0;
 }
 
+}  // namespace
+
 bool is_utf8(std::string_view text) {
   while (!text.empty()) {
     const std::size_t length = utf8_length(text[0]);
@@ -34,8 +36,6 @@ bool is_utf8(std::string_view text) {
   }
   return true;
 }
-
-}  // namespace
 
 std::string readable(std::string_view text) {
   std::string out;

@@ -8,8 +8,10 @@
 /// digits.
 std::string readable(std::string_view text);
 
-/// The same for a text from a page's request, which is UTF-8 already unless it is an odd one.
+/// The same for a text that is UTF-8 already unless it is an odd one: of a page's request, a path.
 std::string readable_request(std::string_view text);
+
+bool is_utf8(std::string_view text);
 
 /// Whether `text` is UTF-8 and holds a character of three bytes, as nearly every Chinese
 /// text in UTF-8 does and hardly any in GBK.

@@ -84,6 +84,12 @@ bool LibManager::addlib(const char* path, char* errtext, std::size_t size) {
   return add(path, kInProcess, {errtext, size});
 }
 
+bool LibManager::add_isolated(const char* path, std::chrono::seconds limit, char* errtext,
+                              std::size_t size) {
+  const TextBuffer reason(errtext, size);
+  return reporting_exceptions(reason, [&] { return enter(path, limit, reason); });
+}
+
 bool LibManager::add(const char* path, std::chrono::seconds limit, TextBuffer errtext) {
   return reporting_exceptions(errtext, [&] { return load(path, limit, errtext); });
 }

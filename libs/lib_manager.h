@@ -45,6 +45,11 @@ class LibManager {
   /// and the library is closed again.
   bool addlib(const char* path, char* errtext, std::size_t size = kErrorTextSize);
 
+  /// Loads a library that is not registered yet into a helper process instead, where `limit` bounds
+  /// loading and each call.
+  bool add_isolated(const char* path, std::chrono::seconds limit, char* errtext,
+                    std::size_t size = kErrorTextSize);
+
   /// Unloads every library, then does what init does.
   bool reinit(char* errtext, std::size_t size = kErrorTextSize);
 

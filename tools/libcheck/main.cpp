@@ -1,15 +1,26 @@
 // Checks a reader library against the contract of quorvel_reader.h.
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <functional>
+#include <system_error>
 
 #include "tools/libcheck/advice.h"
 #include "tools/libcheck/arguments.h"
 #include "tools/libcheck/calls.h"
 #include "tools/libcheck/interrupt.h"
 #include "tools/libcheck/lifecycle.h"
+#include "tools/libcheck/live_library.h"
 #include "tools/libcheck/loading.h"
 #include "tools/libcheck/resources.h"
+#include "tools/libcheck/session.h"
+#include "tools/libcheck/text.h"
+#include "tools/libcheck/watch.h"
+#include "util/handle/unique_file.h"
 #include "util/language/language.h"
 
 namespace {
@@ -44,7 +55,7 @@ ExitStatus check(const Arguments& arguments, Report& report, FunctionList& list)
   return report.count(Level::failure) > 0 ? kBrokenContract : kKept;
 }
 
-int run(const Arguments& arguments) {
+ExitStatus check(const Arguments& arguments) {
   FunctionList list;
   if (arguments.json) {
     Report report;
@@ -56,6 +67,48 @@ int run(const Arguments& arguments) {
   const ExitStatus status = check(arguments, report, list);
   if (status != kCannotCheck) report.print_summary();
   return status;
+}
+
+/// Standard output for this program alone: what a library prints there goes to standard error, so
+/// that no reply is mixed with it.
+UniqueFile take_standard_output() {
+  UniqueFile own(fdopen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1), "w"));
+  if (!own) throw std::system_error(errno, std::generic_category(), "standard output");
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  return own;
+}
+
+/// What the arguments choose in place of the check; null when they choose the check.
+bool (*chosen_session(const Arguments& arguments))(const Arguments&, std::FILE*) {
+  if (!arguments.replay.empty()) return replay_session;
+  if (!arguments.record.empty()) return record_session;
+  return arguments.calls.empty() ? nullptr : show_calls;
+}
+
+ExitStatus explained(const Arguments& arguments, const std::function<ExitStatus()>& run) {
+  try {
+    return run();
+  } catch (const CannotLoad& problem) {
+    std::fprintf(stderr,
+                 translated("quorvel-libcheck: %s\nFor the cause, run: quorvel-libcheck %s\n"),
+                 problem.what(), readable_request(arguments.library).c_str());
+  } catch (const Interrupted&) {
+    throw;
+  } catch (const std::exception& problem) {
+    std::fprintf(stderr, "quorvel-libcheck: %s\n", problem.what());
+  }
+  return kCannotCheck;
+}
+
+int run(const Arguments& arguments) {
+  std::function<ExitStatus()> work = [&] { return check(arguments); };
+  UniqueFile out;
+  if (const auto session = chosen_session(arguments)) {
+    out = take_standard_output();
+    work = [&, session] { return session(arguments, out.get()) ? kKept : kBrokenContract; };
+  }
+  const auto once = [&] { return explained(arguments, work); };
+  return arguments.watch ? watch(arguments.library, once) : once();
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // The readers of a card's tagged data: whatever it holds, they stay within it and find what they
 // say. Input: kind, one byte; tags of a path up to NUL; then the data.
 
+#include <algorithm>
+
 #include "fuzz/input.h"
 #include "readers/pcsc/card_data_error.h"
 #include "readers/pcsc/decoding.h"
@@ -31,19 +33,33 @@ void walk(std::string_view data, int depth) {
   }
 }
 
+/// What is put together of two buffers, of which the first has `size` bytes, can be taken apart.
+void join(const std::string& buffers, std::size_t size) {
+  size = std::min(size, buffers.size());
+  const std::string joined = join_buffers(buffers.substr(0, size), buffers.substr(size));
+  require(joined.size() <= buffers.size(), "nothing is added");
+  try {
+    find_simple(joined, 0xFE, LongLength::kTwoBytes);
+  } catch (const CardDataError&) {
+    require(false, "each length fits");
+  }
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static constexpr Decoding kDecodings[] = {Decoding::kAscii,   Decoding::kLatin1, Decoding::kUtf8,
-                                            Decoding::kUtf16be, Decoding::kGbk,    Decoding::kHex,
-                                            Decoding::kBcd,     Decoding::kNumber};
+  static constexpr Decoding kDecodings[] = {
+      Decoding::kAscii, Decoding::kLatin1, Decoding::kUtf8,   Decoding::kUtf16be, Decoding::kGbk,
+      Decoding::kHex,   Decoding::kBcd,    Decoding::kNumber, Decoding::kCp1252};
   Input input(data, size);
   const std::uint8_t kind = input.byte();
   const std::string tags = input.text();
   const std::string content = input.rest();
   try {
     std::string_view value = content;
-    if (kind % 4 == 0) {
+    if (kind >= 0x80) {
+      join(content, tags.size());
+    } else if (kind % 4 == 0) {
       walk(content, 0);
     } else if (kind % 4 == 1) {
       const auto found = find_ber(content, {tags.begin(), tags.end()});

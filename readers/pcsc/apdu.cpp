@@ -8,8 +8,8 @@ constexpr unsigned kWrongLength = 0x6C;  // first byte of the status; the second
 constexpr std::size_t kMostParts = 512;  // of one answer: more than any file has
 
 std::string header(const Command& command) {
-  return {'\0', static_cast<char>(command.ins), static_cast<char>(command.p1),
-          static_cast<char>(command.p2)};
+  return {static_cast<char>(command.cla), static_cast<char>(command.ins),
+          static_cast<char>(command.p1), static_cast<char>(command.p2)};
 }
 
 void append_number(std::string& bytes, std::size_t number, int size) {

@@ -16,6 +16,7 @@ using Verb = Step::Verb;
 constexpr unsigned char kSelect = 0xA4;
 constexpr unsigned char kReadBinary = 0xB0;
 constexpr unsigned char kReadRecord = 0xB2;
+constexpr unsigned char kReadBuffer = 0x52;  // of a CAC, with class kProprietary
 constexpr unsigned char kGetData = 0xCA;
 constexpr unsigned char kGetObject = 0xCB;  // GET DATA with the tag in the command's data
 
@@ -99,6 +100,48 @@ Answer read_records(Card& card, const Step& step, Values& values) {
   return {{}, status::kOk};
 }
 
+/// One of the two buffers of the selected container: behind its length, low byte first, it stands.
+Answer read_buffer(Card& card, char buffer) {
+  static constexpr std::size_t kLengthSize = 2;
+  static constexpr std::size_t kAtOnce = 240;  // bytes, which every card can give
+  static constexpr unsigned char kProprietary = 0x80;
+  Answer all{{}, status::kOk};
+  std::size_t end = kLengthSize;
+  while (all.data.size() < end) {
+    const std::size_t offset = all.data.size();
+    const std::size_t expected = std::min(kAtOnce, end - offset);
+    const Answer part = send(card, {kReadBuffer,
+                                    static_cast<unsigned char>(offset >> 8),
+                                    static_cast<unsigned char>(offset),
+                                    {buffer, static_cast<char>(expected)},
+                                    expected,
+                                    kProprietary});
+    if (!part.ok() || part.data.empty()) return {{}, part.ok() ? status::kNotFound : part.status};
+    all.data += part.data;
+    if (all.data.size() < kLengthSize) continue;
+    end = kLengthSize + static_cast<unsigned char>(all.data[0]) +
+          std::size_t{256} * static_cast<unsigned char>(all.data[1]);
+  }
+  all.data.resize(end);  // a card may have given more than it was asked for
+  all.data.erase(0, kLengthSize);
+  return all;
+}
+
+Answer read_container(Card& card, const Step& step) {
+  static constexpr char kTags = 1;
+  static constexpr char kValues = 2;
+  Answer answer = read_buffer(card, kTags);
+  if (!answer.ok()) return answer;
+  Answer values = read_buffer(card, kValues);
+  if (!values.ok()) return values;
+  try {
+    answer.data = join_buffers(answer.data, values.data);
+  } catch (const CardDataError& error) {
+    throw Failure(failures::kBadCardData, step.result + " - " + error.what());
+  }
+  return answer;
+}
+
 /// Some cards give an object with its tag and length, some its value alone: here always the latter.
 void unwrap(std::string& data, const std::string& tag) {
   try {
@@ -130,7 +173,9 @@ Answer get_data(Card& card, const Step& step) {
 Answer take(Card& card, const Step& step, Values& values) {
   if (selects(step)) return select(card, step);
   if (step.verb == Verb::kReadRecords) return read_records(card, step, values);
-  Answer answer = step.verb == Verb::kReadBinary ? read_binary(card, step) : get_data(card, step);
+  Answer answer = step.verb == Verb::kReadBinary   ? read_binary(card, step)
+                  : step.verb == Verb::kReadBuffer ? read_container(card, step)
+                                                   : get_data(card, step);
   if (answer.ok()) values.push_back(answer.data);
   return answer;
 }

@@ -100,6 +100,8 @@ std::string decode(std::string_view bytes, Decoding decoding) {
       return trim(to_utf8(bytes, "ascii"));
     case Decoding::kLatin1:
       return trim(to_utf8(bytes, "latin1"));
+    case Decoding::kCp1252:
+      return trim(to_utf8(bytes, "cp1252"));
     case Decoding::kUtf8:
       return trim(to_utf8(bytes, "utf-8"));
     case Decoding::kUtf16be:

@@ -15,9 +15,9 @@ struct Named {
 };
 
 constexpr Named<Decoding> kDecodings[] = {
-    {"ascii", Decoding::kAscii},      {"latin1", Decoding::kLatin1}, {"utf-8", Decoding::kUtf8},
-    {"utf-16be", Decoding::kUtf16be}, {"gbk", Decoding::kGbk},       {"hex", Decoding::kHex},
-    {"bcd", Decoding::kBcd},          {"number", Decoding::kNumber}};
+    {"ascii", Decoding::kAscii}, {"latin1", Decoding::kLatin1},    {"cp1252", Decoding::kCp1252},
+    {"utf-8", Decoding::kUtf8},  {"utf-16be", Decoding::kUtf16be}, {"gbk", Decoding::kGbk},
+    {"hex", Decoding::kHex},     {"bcd", Decoding::kBcd},          {"number", Decoding::kNumber}};
 
 constexpr Named<DateOrder> kDateOrders[] = {
     {"ymd", DateOrder::kYmd}, {"dmy", DateOrder::kDmy}, {"mdy", DateOrder::kMdy}};

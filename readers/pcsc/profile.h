@@ -19,6 +19,7 @@ struct Step {
     kSelectEf,
     kReadBinary,   // first: offset; count: length, 0 for all of the rest
     kReadRecords,  // first: number of the first record; count: how many
+    kReadBuffer,   // the tags and values of a CAC's container
     kGetData,      // argument: the tag of one or two bytes
     kGetObject,    // argument: the tag
   };
@@ -50,7 +51,7 @@ struct Cut {
   std::vector<std::uint32_t> path;
 };
 
-enum class Decoding { kAscii, kLatin1, kUtf8, kUtf16be, kGbk, kHex, kBcd, kNumber };
+enum class Decoding { kAscii, kLatin1, kCp1252, kUtf8, kUtf16be, kGbk, kHex, kBcd, kNumber };
 enum class DateOrder { kNone, kYmd, kDmy, kMdy };
 
 /// One member of a reply.

@@ -48,6 +48,8 @@ void parse_read(Words& words, Step& step) {
     step.verb = Verb::kReadBinary;
     step.first = words.optional_number("起始位置", 0, kLargestOffset).value_or(0);
     step.count = words.optional_number("长度", 1, kLargestOffset + 1).value_or(0);
+  } else if (word == "buffer") {
+    step.verb = Verb::kReadBuffer;
   } else if (word == "record" || word == "records") {
     step.verb = Verb::kReadRecords;
     step.first = words.number("记录号", 1, kLastRecord);
@@ -55,7 +57,7 @@ void parse_read(Words& words, Step& step) {
     if (words.take("to"))
       step.count = words.number("末记录号", step.first, kLastRecord) - step.first + 1;
   } else {
-    throw Mistake("read之后应为binary或record，却是“" + std::string(word) + "”");
+    throw Mistake("read之后应为binary、record或buffer，却是“" + std::string(word) + "”");
   }
 }
 
@@ -85,7 +87,8 @@ Step parse_step(std::string_view value) {
     throw Mistake("步骤应以select、read或get开头，却是“" + std::string(word) + "”");
   }
   if (!selects) {
-    step.extended = step.verb != Verb::kReadRecords && words.take("extended");
+    const bool may_extend = step.verb != Verb::kReadRecords && step.verb != Verb::kReadBuffer;
+    step.extended = may_extend && words.take("extended");
     require_word(words, "as");
     step.result = words.next();
     if (step.result.empty()) throw Mistake("as之后缺少名称");

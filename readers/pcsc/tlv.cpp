@@ -6,7 +6,8 @@
 namespace {
 
 constexpr std::size_t kLongestTag = 4;
-constexpr std::size_t kLongestLength = 4;  // bytes of a length behind the one that counts them
+constexpr std::size_t kLongestLength = 4;    // bytes of a length behind the one that counts them
+constexpr unsigned char kLongLength = 0xFF;  // of simple TLV: the length stands behind it
 
 unsigned char take_byte(std::string_view& data) {
   if (data.empty()) throw CardDataError("TLV数据不完整");
@@ -47,7 +48,7 @@ std::size_t take_ber_length(std::string_view& data) {
 
 std::size_t take_simple_length(std::string_view& data, LongLength form) {
   std::size_t length = take_byte(data);
-  if (length != 0xFF) return length;
+  if (length != kLongLength) return length;
   if (form == LongLength::kTwoBytes) {
     const std::size_t high = take_byte(data);
     return high << 8 | take_byte(data);
@@ -56,7 +57,7 @@ std::size_t take_simple_length(std::string_view& data, LongLength form) {
   do {
     more = take_byte(data);
     length += more;
-  } while (more == 0xFF);
+  } while (more == kLongLength);
   return length;
 }
 
@@ -92,6 +93,23 @@ std::optional<std::uint32_t> parse_ber_tag(std::string_view digits) {
   } catch (const CardDataError&) {
     return std::nullopt;
   }
+}
+
+std::string join_buffers(std::string_view tags, std::string_view values) {
+  std::string joined;
+  while (!tags.empty()) {
+    joined += static_cast<char>(take_byte(tags));
+    std::size_t length = take_byte(tags);
+    joined += static_cast<char>(length);
+    if (length == kLongLength) {
+      const unsigned char low = take_byte(tags);
+      const unsigned char high = take_byte(tags);
+      joined += {static_cast<char>(high), static_cast<char>(low)};
+      length = static_cast<std::size_t>(high) << 8 | low;
+    }
+    joined += take(values, length);
+  }
+  return joined;
 }
 
 std::optional<std::string_view> find_simple(std::string_view data, unsigned char tag,

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -29,6 +30,11 @@ std::optional<std::uint32_t> parse_ber_tag(std::string_view digits);
 /// How objects with a tag of one byte write a length of 255 or more: FF and two bytes, or as many
 /// FF as there are and a last byte, all added up.
 enum class LongLength { kTwoBytes, kSum };
+
+/// The objects of a CAC's container, whose tags with lengths are in one buffer and whose values,
+/// one after the other, in another: put together, with long lengths as LongLength::kTwoBytes. Long
+/// ones of `tags` are FF and two bytes too, the low one first.
+std::string join_buffers(std::string_view tags, std::string_view values);
 
 /// The value of the first object with a tag of one byte. Nothing when there is none.
 std::optional<std::string_view> find_simple(std::string_view data, unsigned char tag,

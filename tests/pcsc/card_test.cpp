@@ -42,7 +42,7 @@ IsoCard estonian_card() {
 
 IsoCard older_estonian_card() {
   IsoCard card;
-  card.record_files["3F00/EEEE/5044"] = {"M\xC4NNIK",    "MARI-LIIS  ", " ",           "N",
+  card.record_files["3F00/EEEE/5044"] = {"M\xC4NNI\x8E", "MARI-LIIS  ", " ",           "N",
                                          "EST",          "01.01.1980",  "48001010000", "A0000001",
                                          "T\xC4HTAJATU", "EESTI / EST"};
   return card;
@@ -63,6 +63,17 @@ IsoCard piv_card() {
   card.objects["5FC102"] = bytes("53 82 0242 30 19") + std::string(25, '\x5A') + bytes("34 10") +
                            std::string(16, '\x11') + object(0x35, "20301231") +
                            bytes("3E 82 0205") + std::string(0x205, 's') + bytes("FE 00");
+  return card;
+}
+
+IsoCard cac() {
+  IsoCard card;
+  card.record_files = {{"aid A000000116DB00",
+                        {bytes("0200 F015"), bytes("1500 A000000116 2101") + "fourteen bytes"}},
+                       {"aid A0000001163000",
+                        {bytes("0E00 3019 3EFF0102 3410 3508 FE00 3D00"),
+                         bytes("3202") + std::string(25, '\x5A') + std::string(0x201, 's') +
+                             std::string(16, '\x11') + "20301231"}}};
   return card;
 }
 
@@ -88,7 +99,7 @@ std::vector<ShippedCard> shipped_cards() {
           R"("birth":"1980-01-01","birthplace":"EST","idnumber":"48001010000",)"
           R"("cardnumber":"AS0000001","expires":"2028-12-31")")},
       {"Estonian ID card (before 2018)", older_estonian_card(), older_atr,
-       ok(R"("name":"M\u00c4NNIK","given":"MARI-LIIS","given2":"","sex":"N","nation":"EST",)"
+       ok(R"("name":"M\u00c4NNI\u017d","given":"MARI-LIIS","given2":"","sex":"N","nation":"EST",)"
           R"("birth":"1980-01-01","birthplace":"EESTI / EST","idnumber":"48001010000",)"
           R"("cardnumber":"A0000001","issued":"","expires":"T\u00c4HTAJATU")")},
       {"OpenPGP card", openpgp_card(), "",
@@ -97,6 +108,10 @@ std::vector<ShippedCard> shipped_cards() {
       {"PIV card", piv_card(), "",
        ok(R"("fascn":")" + hexadecimal(std::string(25, '\x5A')) + R"(","idnumber":")" +
           hexadecimal(std::string(16, '\x11')) + R"(","expires":"2030-12-31")")},
+      {"CAC", cac(), "",
+       ok(R"("fascn":")" + hexadecimal(std::string(25, '\x5A')) + R"(","idnumber":")" +
+          hexadecimal(std::string(16, '\x11')) + R"(","expires":"2030-12-31","cardnumber":")" +
+          hexadecimal("fourteen bytes") + "\"")},
   };
 }
 
@@ -114,6 +129,15 @@ TEST_F(CardTest, EachShippedProfileReadsItsCardOverEitherProtocol) {
           << readers;
     }
   }
+}
+
+TEST_F(CardTest, OpenPgpCardSaysTheSameToAnotherProgram) {
+  IsoCard card = openpgp_card();
+  insert(kT1Atr, card);
+  const std::string said = run_program({"openpgp-tool", "-C", "-U"}).output;
+  for (const char* line : {"Serial number:   00000001\n", "Name:            Mustermann \xC4nne",
+                           "Language:        de\n", "Gender:          female\n"})
+    EXPECT_NE(std::string::npos, said.find(line)) << said;
 }
 
 TEST_F(CardTest, ReaderIsChosenByAPartOfItsName) {

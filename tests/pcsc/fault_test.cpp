@@ -1,11 +1,49 @@
 // Everything that goes wrong between the library and the card: one clear failure, and the next read
 // succeeds.
 
+#include <dlfcn.h>
 #include <winscard.h>
 
 #include <csignal>
 
 #include "tests/pcsc/pcsc_test.h"
+
+namespace {
+
+/// Called before each of the functions below that this process, with the library in it, calls: the
+/// function's name. A result other than success is returned in the function's place.
+std::function<LONG(std::string_view function)> before_pcsc;
+
+template <typename Function, typename... Arguments>
+LONG pass(const char* name, Function* /*for its type*/, Arguments... arguments) {
+  const LONG result = before_pcsc ? before_pcsc(name) : SCARD_S_SUCCESS;
+  if (result != SCARD_S_SUCCESS) return result;
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name))(arguments...);
+}
+
+}  // namespace
+
+// The library finds these before those of libpcsclite, since they are the program's.
+
+LONG SCardEstablishContext(DWORD scope, LPCVOID first, LPCVOID second, LPSCARDCONTEXT context) {
+  return pass("SCardEstablishContext", SCardEstablishContext, scope, first, second, context);
+}
+
+LONG SCardConnect(SCARDCONTEXT context, LPCSTR reader, DWORD share, DWORD protocols,
+                  LPSCARDHANDLE card, LPDWORD protocol) {
+  return pass("SCardConnect", SCardConnect, context, reader, share, protocols, card, protocol);
+}
+
+LONG SCardBeginTransaction(SCARDHANDLE card) {
+  return pass("SCardBeginTransaction", SCardBeginTransaction, card);
+}
+
+LONG SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST* send_pci, LPCBYTE command,
+                   DWORD command_size, SCARD_IO_REQUEST* receive_pci, LPBYTE answer,
+                   LPDWORD answer_size) {
+  return pass("SCardTransmit", SCardTransmit, card, send_pci, command, command_size, receive_pci,
+              answer, answer_size);
+}
 
 namespace {
 
@@ -21,6 +59,8 @@ class FaultTest : public PcscTest {
     library.write_profiles(kProfile);
     good.files["3F00/0001"] = bytes("5F2D 02") + "Li";
   }
+
+  void TearDown() override { before_pcsc = nullptr; }
 
   /// Reads a good card, freshly put in.
   void expect_next_read_succeeds() {
@@ -130,7 +170,43 @@ TEST_F(FaultTest, OtherProgramsAreWaitedForAndNamed) {
   }
   OtherProgram shared(SCARD_SHARE_SHARED);
   shared.reset_card();
-  expect_next_read_succeeds();
+  expect_reply(kGoodReply, library.call("readcardbas"));
+  int resets = 2;  // of which the library meets one with the card it has, one with a new start
+  before_pcsc = [&](std::string_view function) {
+    if (function == "SCardBeginTransaction" && resets-- > 0) shared.reset_card();
+    return SCARD_S_SUCCESS;
+  };
+  expect_reply(kGoodReply, library.call("readcardbas"));
+  before_pcsc = nullptr;
+}
+
+// What pcscd says here only of other readers, or of users whom its polkit refuses.
+TEST_F(FaultTest, ResetCardIsReadOnceMoreAndRefusalsAreNamed) {
+  struct Row {
+    const char* function;
+    LONG result;
+    int times;
+    std::string reply;
+  };
+  const Row rows[] = {
+      {"SCardTransmit", SCARD_W_RESET_CARD, 1, kGoodReply},
+      {"SCardTransmit", SCARD_W_RESET_CARD, 2, failed("1007")},
+      {"SCardConnect", SCARD_W_SECURITY_VIOLATION, 1, failed("1009")},
+      {"SCardEstablishContext", SCARD_W_SECURITY_VIOLATION, 1, failed("1009")},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.function);
+    pcscd.start();  // so that the library needs a new context
+    insert(kT1Atr, good);
+    if (row.function == std::string("SCardEstablishContext")) pcscd.start();
+    int times = row.times;
+    before_pcsc = [&](std::string_view function) {
+      return function == row.function && times-- > 0 ? row.result : SCARD_S_SUCCESS;
+    };
+    expect_reply(row.reply, library.call("readcardbas"));
+    before_pcsc = nullptr;
+    expect_next_read_succeeds();
+  }
 }
 
 TEST_F(FaultTest, PcscdMayBeAbsentRestartedAndStopped) {

@@ -78,6 +78,12 @@ std::string IsoCard::carry_out(const Parts& parts) {
     if (parts.p1 > records.size()) throw Refusal{0x6A83};
     return records[parts.p1 - 1U];
   }
+  if (parts.ins == 0x52) {  // of a CAC
+    const std::string buffer =
+        of(record_files, current, 0x6A82).at(static_cast<unsigned char>(parts.data.at(0)) - 1U);
+    return buffer.substr(static_cast<std::size_t>(parts.p1 << 8 | parts.p2),
+                         static_cast<unsigned char>(parts.data.at(1)));
+  }
   if (parts.ins == 0xCA)
     return of(objects, hexadecimal(status_bytes(static_cast<unsigned>(parts.p1 << 8 | parts.p2))),
               0x6A88);

@@ -11,6 +11,7 @@ class IsoCard {
   // A file by the way that leads to it: "aid HEX", then "/5000/5001" for DF and EF, or from the
   // master file "3F00/EEEE/5044". All in upper case.
   std::map<std::string, std::string> files;
+  // Or the two buffers of a container, each behind its length.
   std::map<std::string, std::vector<std::string>> record_files;
   std::map<std::string, std::string> objects;  // by tag, as the card answers
 

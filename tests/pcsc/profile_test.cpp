@@ -16,7 +16,11 @@ namespace {
 TEST(ProfileTest, EachMistakeIsNamedByLineSectionKeyAndCure) {
   const std::string card = "[c]\natr=3B\n[c f]\n";  // 3 lines
   const std::string read = card + "step=read binary as x\nstep=read records 2 to 4 as r\n";  // 5
+  std::string many = "[c]\natr=3B\n";
+  for (char number = '0'; number < '6'; ++number)
+    many += "[c " + std::string(90, 'f') + number + "]\nstep=read binary as x\nmember.a=x hex\n";
   const std::pair<std::string, std::string> rows[] = {
+      {many, "第20行：功能名共超过511个字节，请减少或缩短"},
       {"a=1", "第1行 a：之前应有节，如[my-card]"},
       {"[PCSC]\ntransmit=on", "第2行 [PCSC] transmit：应为yes或no"},
       {"[c", "第1行 [c]：节名应写作[名称]，之后不可有其他内容"},
@@ -66,28 +70,16 @@ TEST(ProfileTest, EachMistakeIsNamedByLineSectionKeyAndCure) {
   }
 }
 
-TEST(ProfileTest, ListThatGetsTooLongForTheServiceIsAMistake) {
-  std::string text = "[c]\natr=3B\n";
-  for (int number = 0; number < 6; ++number)
-    text += "[c " + std::string(90, 'f') + std::to_string(number) +
-            "]\nstep=read binary as x\nmember.a=x hex\n";
-  std::vector<std::string> mistakes;
-  parse_profiles(text, mistakes);
-  EXPECT_EQ(std::vector<std::string>{"第20行：功能名共超过511个字节，请减少或缩短"}, mistakes);
-}
-
 TEST(ProfileTest, PatternOfAnAtrMayLeaveDigitsAndTheEndOpen) {
-  const auto fits = [](const char* pattern, const std::string& atr) {
+  const std::tuple<const char*, const char*, bool> rows[] = {
+      {"3B 9? ?8 aB", "3B 90 F8 AB", true}, {"3B 9? ?8 AB", "3B 90 F9 AB", false},
+      {"3B 90", "3B 90 00", false},         {"3B 90 00*", "3B 90", false},
+      {"3B 90 *", "3B 90 00", true},        {"3B 90 *", "3B 90", true}};
+  for (const auto& [pattern, atr, fits] : rows) {
     Profile profile;
     profile.atrs = {parse_atr("FF"), parse_atr(pattern)};
-    return profile.fits_atr(bytes(atr));
-  };
-  EXPECT_TRUE(fits("3B 9? ?8 aB", "3B 90 F8 AB"));
-  EXPECT_FALSE(fits("3B 9? ?8 AB", "3B 90 F9 AB"));
-  EXPECT_FALSE(fits("3B 90", "3B 90 00"));
-  EXPECT_FALSE(fits("3B 90 00*", "3B 90"));
-  EXPECT_TRUE(fits("3B 90 *", "3B 90 00"));
-  EXPECT_TRUE(fits("3B 90 *", "3B 90"));
+    EXPECT_EQ(fits, profile.fits_atr(bytes(atr))) << pattern;
+  }
 }
 
 TEST(ProfileTest, BytesAreDecodedAsTheProfileSays) {
@@ -159,6 +151,10 @@ TEST(ProfileTest, ObjectsAreFoundAndLyingLengthsNamed) {
   for (const char* lie :
        {"30 02 AA", "30", "5F", "1FFFFFFFFF 01 AA", "30 80 AA", "30 85 0000000001 AA"})
     EXPECT_THROW(find_ber(bytes(lie), Path{0x31}), CardDataError) << lie;
+  EXPECT_EQ(bytes("30 02") + "AB" + bytes("70 FF 0101") + std::string(257, 'v') + bytes("FE 00"),
+            join_buffers(bytes("30 02 70 FF 0101 FE 00"), "AB" + std::string(257, 'v')));
+  for (const char* lie : {"30", "30 03", "30 FF 01", "30 FF FF00"})
+    EXPECT_THROW(join_buffers(bytes(lie), "AB"), CardDataError) << lie;
   for (const char* lie : {"01 02 AA", "01", "01 FF 00", "01 FF FF"})
     EXPECT_THROW(find_simple(bytes(lie), 7, LongLength::kSum), CardDataError) << lie;
 }

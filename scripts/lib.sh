@@ -21,14 +21,35 @@ is_installed() {
   [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
 }
 
-# need GROUP...: installs the packages of the groups in packages.txt that are missing.
-need() {
-  local group package missing=() as_root=()
+# be_root ARGUMENT...: runs the script anew as root, with these arguments, unless it is.
+be_root() {
+  [[ $EUID -eq 0 ]] && return
+  mkdir -p "$root/build"
+  command -v sudo >/dev/null || fail "this needs root, and there is no sudo"
+  exec sudo "$(realpath "$0")" "$@"
+}
+
+# packages_of GROUP...: prints the packages of the groups in packages.txt.
+packages_of() {
+  local group package
   while read -r group package; do
-    if [[ " $* " == *" $group "* ]] && ! is_installed "$package"; then
-      missing+=("$package")
-    fi
+    [[ " $* " != *" $group "* ]] || echo "$package"
   done < <(grep -v '^#' "$root/scripts/packages.txt")
+}
+
+# need GROUP...: installs the packages of the groups that are missing.
+need() {
+  local packages
+  mapfile -t packages < <(packages_of "$@")
+  need_packages "${packages[@]}"
+}
+
+# need_packages PACKAGE...: installs those that are missing.
+need_packages() {
+  local package missing=() as_root=()
+  for package in "$@"; do
+    is_installed "$package" || missing+=("$package")
+  done
   if [[ ${#missing[@]} -eq 0 ]]; then
     return
   fi

@@ -3,6 +3,9 @@
 # own, and ways to work in it. Where none can be made (or with QUORVEL_PACKAGE_ROOT=own) it is this
 # machine's own root, which is cleaned up at the end.
 
+# shellcheck source=../../scripts/root.sh
+source "$(dirname "$(realpath "${BASH_SOURCE[0]}")")/../../scripts/root.sh"
+
 program=/opt/apps/quorvelserver home=/var/lib/quorvelserver tls=/etc/quorvelserver
 certificate=localhost-100y.cert key=localhost-100y.key
 system_root=/usr/local/share/ca-certificates/quorvelserver.crt
@@ -63,9 +66,7 @@ set_options() { sed -i "s/^QUORVEL_OPTIONS=.*/QUORVEL_OPTIONS=\"$1\"/" "${root%/
 # satisfy ROOT DEB: installs what the package depends on and recommends.
 satisfy() { clean chroot "$1" apt-get satisfy -y --no-install-recommends "$(dpkg-deb -f "$2" Depends), $(dpkg-deb -f "$2" Recommends)"; }
 make_clean_system() {
-  local mirror
-  mirror=$(grep -rhoE 'https?://[^ ]+/debian/?( |$)' /etc/apt/sources.list* | head -1)
-  debootstrap --variant=minbase --include=systemd-sysv,dbus bookworm "$root" "${mirror% }" &&
+  debootstrap --variant=minbase --include=systemd-sysv,dbus "$(debian_release)" "$root" "$(debian_mirror)" &&
     echo "127.0.0.1 localhost" >"$root/etc/hosts" && rm -f "$root/usr/sbin/policy-rc.d" && satisfy "$root" "$1"
 }
 boot_clean_system() {

@@ -6,6 +6,18 @@ set(program ${root}${CPACK_PACKAGING_INSTALL_PREFIX})
 set(from ${CPACK_QUORVEL_PACKAGING})
 set(doc usr/share/doc/${CPACK_PACKAGE_NAME})
 
+# The same commit gives the same package, whenever and wherever it is built: this is the date of
+# every file in it.
+if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
+  execute_process(COMMAND git -C ${from} log -1 --format=%ct
+                  OUTPUT_VARIABLE date OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+  if(NOT date)
+    string(TIMESTAMP date %s)
+    message(WARNING "These sources are no git checkout: the package is dated now.")
+  endif()
+  set(ENV{SOURCE_DATE_EPOCH} ${date})
+endif()
+
 # place(FILE FOLDER [NAME]): puts a file of packaging/ into a folder of the staging root. Not by
 # file(INSTALL): CPack runs this with DESTDIR set.
 function(place file folder)
@@ -50,10 +62,16 @@ file(GLOB programs ${program}/bin/*)
 foreach(file IN LISTS programs)
   file(READ ${file} magic LIMIT 4 HEX)
   if(magic STREQUAL 7f454c46)
-    execute_process(COMMAND strip --strip-unneeded --remove-section=.comment --remove-section=.note
-                            ${file} COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND ${CPACK_QUORVEL_STRIP} --strip-unneeded --remove-section=.comment
+                            --remove-section=.note ${file} COMMAND_ERROR_IS_FATAL ANY)
   endif()
 endforeach()
+
+set(parts ${root}/${doc}/${CPACK_PACKAGE_NAME}.spdx.json)
+execute_process(COMMAND ${from}/parts_list.py ${root} ${CPACK_PACKAGING_INSTALL_PREFIX}
+                        ${CPACK_PACKAGE_NAME} ${CPACK_PACKAGE_VERSION} ${CPACK_DEBIAN_PACKAGE_ARCHITECTURE}
+                OUTPUT_FILE ${parts} COMMAND_ERROR_IS_FATAL ANY)
+file(CHMOD ${parts} PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 
 file(MAKE_DIRECTORY ${root}/var/lib/quorvelserver ${root}/usr/bin)
 # Folders made here follow the builder's umask; the package's do not.

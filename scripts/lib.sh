@@ -76,3 +76,12 @@ build_product() {
   (cd "$root" && cmake --preset release -B "$product" -DQUORVEL_TESTS=OFF)
   cmake --build "$product" -j "$jobs"
 }
+
+# pack BUILD FOLDER ARCHITECTURE: makes the package of a build in the folder and checks it.
+pack() {
+  say "packing"
+  rm -f "$2"/*_"$3".deb
+  cpack --config "$1/CPackConfig.cmake" -G DEB -B "$2"
+  # The overrides serve releases whose lintian does not know all of their tags.
+  lintian -EI --pedantic --suppress-tags alien-tag --fail-on error,warning,info,pedantic "$2"/*_"$3".deb
+}

@@ -65,5 +65,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   require(out.empty() || out.data() == (value.size() < out.size() ? value : ""),
           "GetKey copies what fits whole");
   ini.CloseFile();
+  require(ini.GetStr(section.c_str(), key.c_str()) == value, "the value stays after closing");
   return 0;
 }

@@ -1,6 +1,7 @@
 // GBK texts: cleaning, conversion to UTF-8 and failure replies, in buffers of exact size.
 // Input: a limit and a buffer size in bytes, one byte each, then the text.
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -56,6 +57,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   require_whole(std::string(text.c_str()));
 
   const auto out = std::make_unique<char[]>(room);
+  std::fill_n(out.get(), room, 'x');
   std::string expected;
   const bool whole = by_iconv(text, expected, room);
   require((gbk2utfa(text.data(), text.size(), out.get(), room) == 0) == whole,

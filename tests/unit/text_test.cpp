@@ -17,19 +17,6 @@
 
 namespace {
 
-using namespace std::string_literals;
-
-TEST(TextConversion, ConvertsGbkToUtf8) {
-  char out[8];
-  EXPECT_EQ(gbk2utfa(gbk("中").c_str(), 2, out, sizeof out), 0);
-  EXPECT_STREQ(out, "中");
-  EXPECT_EQ(gbk2utfa("a\xd6", 2, out, sizeof out), -1) << "half a character";
-  EXPECT_STREQ(out, "a");
-  std::memset(out, 'x', sizeof out);
-  EXPECT_EQ(gbk2utfa(gbk("中中").c_str(), 4, out, 4), -1) << "no room";
-  EXPECT_EQ(std::string_view(out, 5), "中\0x"s);
-}
-
 TEST(TextConversion, MakesOfEveryPairWhatIconvMakesOfIt) {
   Converter converter("utf-8", kGbkCharset);
   for (int code = 0x8000; code <= 0xFFFF; ++code) {

@@ -9,11 +9,6 @@
 
 namespace {
 
-constexpr unsigned kFirstLead = 0x81;
-constexpr unsigned kLastLead = 0xFE;
-constexpr unsigned kFirstTrail = 0x40;
-constexpr unsigned kLastTrail = 0xFE;
-
 /// A character as UTF-8 writes it; of length 0 where iconv knows none.
 struct Utf8Character {
   char bytes[3];
@@ -21,9 +16,9 @@ struct Utf8Character {
 };
 static_assert(sizeof(Utf8Character) == 4, "taken as a word");
 
-/// The characters of the pairs with one lead byte.
-using Row = std::array<Utf8Character, kLastTrail - kFirstTrail + 1>;
-std::array<Row, kLastLead - kFirstLead + 1> rows;  // zero pages until they are needed
+/// The characters of all pairs of bytes, by the lead byte and then by the trail byte. Zero pages
+/// until they are needed.
+std::array<std::array<Utf8Character, 0x100>, 0x100> rows;
 std::array<bool, rows.size()> is_filled;
 
 /// The character that iconv makes of a pair, if it makes one of 2 or 3 bytes.
@@ -40,33 +35,32 @@ Utf8Character ask_iconv(Converter& converter, unsigned lead, unsigned trail) {
 
 /// Asks iconv for the characters of a row, unless it has been asked or has no GBK.
 // Kept out of the loop over a text, which needs the registers.
-[[gnu::noinline]] void fill_row(unsigned row) {
-  if (is_filled[row]) return;
+[[gnu::noinline]] void fill_row(unsigned char lead) {
+  if (is_filled[lead]) return;
   Converter converter("utf-8", kGbkCharset);
   if (!converter.valid()) return;
-  for (unsigned trail = kFirstTrail; trail <= kLastTrail; ++trail)
-    rows[row][trail - kFirstTrail] = ask_iconv(converter, row + kFirstLead, trail);
-  is_filled[row] = true;
+  unsigned trail = 0;
+  for (Utf8Character& character : rows[lead]) character = ask_iconv(converter, lead, trail++);
+  is_filled[lead] = true;
 }
 
-const Utf8Character& look_up(unsigned lead, unsigned trail) {
-  static constexpr Utf8Character kUnknown{};
-  const unsigned row = lead - kFirstLead;  // a large number where it would be below 0
-  const unsigned place = trail - kFirstTrail;
-  if (row >= rows.size() || place >= rows[row].size()) return kUnknown;
-  if (rows[row][place].length == 0) fill_row(row);
-  return rows[row][place];
+const Utf8Character& look_up(unsigned char lead, unsigned char trail) {
+  const Utf8Character& character = rows[lead][trail];
+  if (character.length == 0) fill_row(lead);
+  return character;
 }
 
-/// Copies the ASCII bytes at the start of the text, in words where they are many; returns their
-/// number.
+/// Copies the ASCII bytes at the start of the text, in words as far as there are; returns their
+/// number. What else the last word holds is copied, too, to be replaced.
 std::size_t copy_ascii(std::string_view text, char* out) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is the lowest");
   std::size_t length = 0;
   for (std::uint64_t word = 0; length + sizeof word <= text.size(); length += sizeof word) {
     std::memcpy(&word, text.data() + length, sizeof word);
-    if ((word & kHighBits) != 0) break;
     std::memcpy(out + length, &word, sizeof word);
+    if (const std::uint64_t other = word & kHighBits; other != 0)
+      return length + static_cast<std::size_t>(__builtin_ctzll(other)) / 8;
   }
   for (; length < text.size() && static_cast<unsigned char>(text[length]) < 0x80; ++length)
     out[length] = text[length];
@@ -90,16 +84,12 @@ Progress convert_known_gbk(std::string_view gbk, char* out, std::size_t room) {
       to += plain;
       continue;
     }
-    if (in + 1 == in_end) break;
+    if (in + 1 == in_end || left < sizeof(Utf8Character)) break;
     const Utf8Character& character =
         look_up(static_cast<unsigned char>(in[0]), static_cast<unsigned char>(in[1]));
-    if (character.length == 0 || character.length > left) break;
+    if (character.length == 0) break;
     // What a whole word writes too much, the next character or the caller replaces.
-    if (left >= sizeof character) {
-      std::memcpy(to, &character, sizeof character);
-    } else {
-      std::memcpy(to, &character, character.length);
-    }
+    std::memcpy(to, &character, sizeof character);
     to += character.length;
     in += 2;
   }

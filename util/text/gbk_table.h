@@ -12,5 +12,6 @@ struct Progress {
 /// Converts GBK to UTF-8 by a table of GBK's pairs, which iconv itself fills, row by row, when a
 /// row is first needed: opening a converter for each text would cost more than a whole request.
 /// Stops, at a whole character, before the first that is neither ASCII nor a pair that iconv knows,
-/// or that has no room in `room` bytes at `out`. Adds no NUL.
+/// or for which less than 4 of the `room` bytes at `out` are left (1 for ASCII): the rest is
+/// iconv's. Adds no NUL, and may spoil what is left of `out`.
 Progress convert_known_gbk(std::string_view gbk, char* out, std::size_t room);

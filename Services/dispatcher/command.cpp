@@ -4,7 +4,7 @@
 #include "util/text/messages.h"
 
 const char* make_command(neb::CJsonObject& request, const char* platform, std::string& name) {
-  constexpr char kFid[] = "fid";
+  constexpr std::string_view kFid = "fid";
   if (!request.Get(kFid, name) || name.empty()) return messages::kNoFunctionName;
   if (name.size() > kLongestName) return messages::kFunctionNameTooLong;
   request.Delete(kFid);

@@ -15,7 +15,7 @@ constexpr std::size_t kBetween = 2;
 bool same_key(std::string_view left, std::string_view right) {
   return left.size() == right.size() &&
          std::equal(left.begin(), left.end(), right.begin(),
-                    [](char a, char b) { return ascii_lower(a) == ascii_lower(b); });
+                    [](char a, char b) { return a == b || ascii_lower(a) == ascii_lower(b); });
 }
 
 /// The low 32 bits of a printed integer, of whatever length.
@@ -61,19 +61,17 @@ void CJsonObject::Clear() {
 
 bool CJsonObject::has_key(const JsonMember& member, std::string_view key) const {
   const std::size_t begin = member.key + 1;
-  const std::string_view printed =
-      std::string_view(text).substr(begin, member.value - kBetween - begin);
-  // Told apart by their first byte at best: most are.
-  if (!printed.empty() && !key.empty() && printed[0] != '\\' &&
-      ascii_lower(printed[0]) != ascii_lower(key[0]))
-    return false;
+  const std::string_view printed(text.data() + begin, member.value - kBetween - begin);
+  // Told apart by their length at best: an escape is longer than what it stands for.
+  if (printed.size() < key.size()) return false;
   if (printed.find('\\') == std::string_view::npos) return same_key(printed, key);
   return same_key(unescaped(printed, charset), key);
 }
 
 CJsonObject::Members::const_iterator CJsonObject::find(std::string_view key) const {
-  return std::find_if(members.begin(), members.end(),
-                      [&](const JsonMember& member) { return has_key(member, key); });
+  auto member = members.begin();
+  while (member != members.end() && !has_key(*member, key)) ++member;
+  return member;
 }
 
 std::string_view CJsonObject::value_of(const JsonMember& member) const {

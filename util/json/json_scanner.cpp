@@ -125,46 +125,38 @@ bool JsonScanner::literal(std::string_view word) {
   return true;
 }
 
+/// Reads a string, from its opening quotation mark; stays there when it has no closing one.
 bool JsonScanner::string() {
   const std::size_t start = at++;
-  string_content();
-  if (next() == '"') {
-    ++at;
-    return true;
-  }
-  at = start;
-  return false;
-}
-
-/// Reads up to the closing quotation mark, or to the end of the text when there is none.
-void JsonScanner::string_content() {
-  while (at < source.size()) {
-    at += plain_length(source.substr(at), charset);
-    if (at == source.size() || source[at] == '"') return;
+  while ((at += plain_length(source.substr(at), charset)) < source.size()) {
+    if (source[at] == '"') {
+      ++at;
+      return true;
+    }
     if (source[at] == '\\') {
-      if (!escape()) return;
+      escape();
     } else {
       leave_out(at + 1);
       append_escaped(print, source.substr(at - 1, 1), charset);
     }
   }
+  at = start;
+  return false;
 }
 
 /// Reads a backslash and what it escapes; one without meaning is dropped, and what follows it reads
-/// on. False at the end of the text.
-bool JsonScanner::escape() {
+/// on.
+void JsonScanner::escape() {
   constexpr std::string_view kKept = "bfnrt\"\\";  // print as they were written
   if (at + 1 >= source.size()) {
     at = source.size();
-    return false;
-  }
-  if (source[at + 1] == 'u' && unicode_escape()) return true;
-  if (kKept.find(source[at + 1]) == std::string_view::npos) {
+  } else if (source[at + 1] == 'u' && unicode_escape()) {
+    return;
+  } else if (kKept.find(source[at + 1]) == std::string_view::npos) {
     leave_out(at + 1);
   } else {
     at += 2;
   }
-  return true;
 }
 
 /// Reads "\uXXXX", or the two escapes of a surrogate pair; false when no four digits follow. Half a

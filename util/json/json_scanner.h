@@ -52,8 +52,7 @@ class JsonScanner {
   bool items(bool (JsonScanner::*item)(), char closing);
   bool member();
   bool string();
-  void string_content();
-  bool escape();
+  void escape();
   bool unicode_escape();
   bool number();
   bool print_number(std::size_t end, std::size_t integer_end, bool is_integer);

@@ -43,7 +43,7 @@ bool is_own_page(const AccessRules& rules, const Caller& caller, const Origin& o
 FunctionNames::FunctionNames(std::string_view list) {
   for (std::size_t begin = 0; begin < list.size();) {
     const std::size_t end = std::min(list.find_first_of(kSeparators, begin), list.size());
-    if (end > begin) names.push_back(ascii_lower(std::string(list.substr(begin, end - begin))));
+    if (end > begin) names.push_back(ascii_lower(list.substr(begin, end - begin)));
     begin = end + 1;
   }
 }

@@ -34,7 +34,7 @@ bool is_ipv4(const std::string& host) {
 /// The host in lower case, when it is a name, or an IPv4 address: a name whose last label is a
 /// number is no name.
 std::optional<std::string> parse_name(std::string_view text) {
-  std::string name = ascii_lower(std::string(text));
+  std::string name = ascii_lower(text);
   if (name.empty() || name.size() > kLongestName) return {};
   std::size_t label = 0;
   for (const char c : name + ".") {
@@ -83,7 +83,7 @@ std::optional<HostPort> parse_host_port(std::string_view text) {
 std::optional<Origin> parse_origin(std::string_view text) {
   const std::size_t colon = text.find(kSeparator);
   if (colon == std::string_view::npos) return {};
-  std::string scheme = ascii_lower(std::string(text.substr(0, colon)));
+  std::string scheme = ascii_lower(text.substr(0, colon));
   const bool known = std::any_of(std::begin(kSchemes), std::end(kSchemes),
                                  [&](const auto& row) { return row.scheme == scheme; });
   auto place = parse_host_port(text.substr(colon + kSeparator.size()));

@@ -78,7 +78,7 @@ bool KnownKey::is(std::string_view name) const {
 std::string plain_name(std::string_view name) {
   const std::size_t first = name.find_first_not_of(" \t");
   if (first == std::string_view::npos) return {};
-  return ascii_lower(std::string(name.substr(first, name.find_last_not_of(" \t") + 1 - first)));
+  return ascii_lower(name.substr(first, name.find_last_not_of(" \t") + 1 - first));
 }
 
 bool is_header(const IniLine& line) { return line.key.empty() && is_section_header(line.text); }

@@ -90,7 +90,7 @@ int ServiceIni::listening_port() {
 }
 
 bool ServiceIni::log_in_utf8() {
-  const std::string value = ascii_lower(std::string(ini.GetStr("LOG", "charset")));
+  const std::string value = ascii_lower(ini.GetStr("LOG", "charset"));
   if (!value.empty() && value != "utf-8" && value != "gbk")
     log_error("%s: [LOG] charset=%s is not known: write utf-8 or gbk, which is the default\n",
               path.c_str(), value.c_str());

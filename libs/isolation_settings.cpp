@@ -19,7 +19,7 @@ constexpr int kMostSeconds = 3600;
 std::string meant_key(std::string key) {
   key.erase(std::remove_if(key.begin(), key.end(), [](char c) { return c == ' ' || c == '\t'; }),
             key.end());
-  return ascii_lower(std::move(key));
+  return ascii_lower(key);
 }
 
 /// The whole number in the text, or 0 when it is none or out of range.

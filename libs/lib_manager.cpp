@@ -149,7 +149,7 @@ int LibManager::call_cmd(const unsigned char* fid, const unsigned char* command,
   if (reply == nullptr) return 0;
   const TextBuffer out(reinterpret_cast<char*>(reply), reply_size);
   if (fid != nullptr && command != nullptr) {
-    const std::string name = ascii_lower(std::string(reinterpret_cast<const char*>(fid)));
+    const std::string name = ascii_lower(reinterpret_cast<const char*>(fid));
     const auto library = find_function(name);
     if (library != libs.end())
       return library->second->call(name.c_str(), reinterpret_cast<const char*>(command), out);
@@ -161,7 +161,7 @@ int LibManager::call_cmd(const unsigned char* fid, const unsigned char* command,
 Library::Later LibManager::call_later(Ticket ticket, const char* fid, const char* command,
                                       std::size_t reply_size) {
   if (!events) return Library::Later::kNever;
-  const std::string name = ascii_lower(std::string(fid));
+  const std::string name = ascii_lower(fid);
   const auto library = find_function(name);
   if (library == libs.end()) return Library::Later::kNever;
   return library->second->call_later(ticket, name.c_str(), command, reply_size);
@@ -201,7 +201,7 @@ void LibManager::end_isolated() {
 }
 
 void LibManager::report_foreign_text(const char* fid) {
-  const auto library = find_function(ascii_lower(std::string(fid)));
+  const auto library = find_function(ascii_lower(fid));
   if (library == libs.end() || !reported_for_text.insert(library->first).second) return;
   log_warning(
       "%s: a reply is no GBK; pages get it as GB18030, with U+FFFD for stray bytes. "

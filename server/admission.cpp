@@ -68,7 +68,7 @@ bool admit_request(lws* wsi, const AccessRules& rules) {
 }
 
 bool admit_upgrade(lws* wsi, const AccessRules& rules, const char* protocol) {
-  if (!rules.limited || ascii_lower(std::string(protocol)) != "websocket") return true;
+  if (!rules.limited || ascii_lower(protocol) != "websocket") return true;
   const Caller caller = caller_of(wsi);
   if (!rules.may_address(caller)) return refuse_host(wsi, caller);
   return rules.rights_of(caller).admitted || refuse_origin(wsi, caller);

@@ -120,7 +120,7 @@ void on_writeable(lws* wsi, per_conn_data& conn) {
 /// An upgrade to HTTP/2 over plain TCP would leave an idle connection without any time-out. Without
 /// its name libwebsockets takes the request for a plain one.
 void refuse_http2(char* protocol) {
-  if (ascii_lower(std::string(protocol)) == "h2c") protocol[0] = '\0';
+  if (ascii_lower(protocol) == "h2c") protocol[0] = '\0';
 }
 
 }  // namespace

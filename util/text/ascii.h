@@ -11,9 +11,10 @@ constexpr char ascii_lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
 }
 
-inline std::string ascii_lower(std::string text) {
-  for (char& c : text) c = ascii_lower(c);
-  return text;
+inline std::string ascii_lower(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) c = ascii_lower(c);
+  return lower;
 }
 
 inline bool is_ascii(std::string_view text) {

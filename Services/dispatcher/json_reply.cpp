@@ -1,5 +1,7 @@
 #include "Services/dispatcher/json_reply.h"
 
+#include <cstring>
+
 #include "util/json/failure_reply.h"
 #include "util/json/json_object.h"
 #include "util/text/conversion.h"
@@ -9,10 +11,10 @@ void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value
   json->Add(key, reinterpret_cast<const char*>(value));
 }
 
-std::optional<std::string> with_fid(std::string_view reply, std::string_view name) {
+std::optional<std::string> with_fid(const char* reply, std::string_view name) {
   constexpr char kFid[] = "fid";
-  if (reply.find("\"fid\"") != std::string_view::npos) return {};
-  neb::CJsonObject json(reply, Charset::kGbk);
+  if (std::strstr(reply, "\"fid\"") != nullptr) return {};
+  neb::CJsonObject json(std::string_view(reply), Charset::kGbk);
   std::string present;
   if (json.Get(kFid, present)) return {};
   const std::string fid = utf8_to_gbk(name);

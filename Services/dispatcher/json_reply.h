@@ -17,7 +17,7 @@ void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value
 /// A reader library's `reply` (GBK) with the string member "fid" of the text `name` (UTF-8)
 /// appended, printed without white space; what GBK lacks becomes "?" in the name. Nothing when the
 /// reply is to stay as it is: it has such a member, or holds "fid" in quotation marks anywhere.
-std::optional<std::string> with_fid(std::string_view reply, std::string_view name);
+std::optional<std::string> with_fid(const char* reply, std::string_view name);
 
 /// Replaces the library's reply in `out` by what with_fid makes of it. One that has no room for its
 /// "fid" stays as the library wrote it.

@@ -76,7 +76,7 @@ Json parsed(const std::string& utf8) {
 /// not ASCII only the length matters here: its bytes are the page's fault, not the library's.
 std::string completed(const std::string& reply, const std::string& function) {
   const std::string name = is_ascii(function) ? function : std::string(function.size(), 'x');
-  return with_fid(reply, name).value_or(reply);
+  return with_fid(reply.c_str(), name).value_or(reply);
 }
 
 void judge_completion(const std::string& reply, const std::string& function, const cJSON* own,

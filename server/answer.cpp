@@ -21,7 +21,8 @@
 namespace {
 
 constexpr std::string_view kCannedName = "readcardbas";
-constexpr char kCannedRequest[] = R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})";
+constexpr std::string_view kCannedRequest =
+    R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})";
 constexpr std::size_t kShortestRequest = 6;  // bytes of a JSON request
 constexpr std::size_t kShownSize = 64;       // bytes of an unrecognised message that are printed
 
@@ -31,7 +32,7 @@ std::optional<Jdispatcher> dispatcher;
 
 /// A request, as the channel hands it on.
 struct Request {
-  const char* text;
+  std::string_view text;
   bool canned;
   const FunctionNames* allowed;
 };
@@ -96,9 +97,9 @@ std::size_t convert(const Service& service, const char* reply, const char* fid, 
 }
 
 Answer answer_request(const Service& service, const Request& request, TextBuffer out) {
-  char reply[kCannedReplySize];
+  char reply[kCannedReplySize];  // only its text is ever looked at
+  reply[0] = '\0';
   const std::size_t size = request.canned ? kCannedReplySize : kReplySize;
-  std::memset(reply, 0, size);
   Answer answer = dispatch(service, request, {reply, size}, out);
   const char* fid = dispatcher ? dispatcher->function() : "";
   if (answer.ticket != 0) {
@@ -120,11 +121,11 @@ void print_unrecognised(std::string_view message) {
 
 }  // namespace
 
-Answer answer_message(const Service& service, const char* message, const FunctionNames* allowed,
-                      TextBuffer out) {
-  if (std::strncmp(message, kCannedName.data(), kCannedName.size()) == 0)
+Answer answer_message(const Service& service, std::string_view message,
+                      const FunctionNames* allowed, TextBuffer out) {
+  if (message.substr(0, kCannedName.size()) == kCannedName)
     return answer_request(service, {kCannedRequest, true, allowed}, out);
-  if (message[0] == '{' && strnlen(message, kShortestRequest) == kShortestRequest)
+  if (message.size() >= kShortestRequest && message[0] == '{')
     return answer_request(service, {message, false, allowed}, out);
   print_unrecognised(message);
   return {answer_failure(messages::kUnrecognised, out)};

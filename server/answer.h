@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string_view>
 
 #include "Services/dispatcher/status.h"
 #include "libs/library.h"
@@ -31,12 +32,12 @@ struct Answer {
   Ticket ticket = 0;  ///< not 0: the reply comes later, under it
 };
 
-/// Answers a complete message (NUL-terminated, as the page sent it): writes the reply,
+/// Answers a complete message (as the page sent it, without NUL): writes the reply,
 /// NUL-terminated UTF-8, to `out` of at least kAnswerSize bytes, unless an isolated library gives
 /// it later. Whatever a reader library throws becomes a reply. A function that is not among
 /// `allowed` gets a failure reply; null allows all.
-Answer answer_message(const Service& service, const char* message, const FunctionNames* allowed,
-                      TextBuffer out);
+Answer answer_message(const Service& service, std::string_view message,
+                      const FunctionNames* allowed, TextBuffer out);
 
 /// Writes a reply that has come later in the same way. Returns its length. Each ticket once.
 std::size_t answer_later(const Service& service, Ticket ticket, const LateReply& late,

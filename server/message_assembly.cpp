@@ -1,15 +1,12 @@
 #include "server/message_assembly.h"
 
-#include <cstring>
-
 #include "server/pending_table.h"
 #include "util/text/messages.h"
-#include "util/text/text_buffer.h"
 
 namespace {
 
-/// The message at hand. Made once: 140 KiB of automatic storage would cost each short request the
-/// walk of the stack's guard through its pages.
+/// The message at hand, if it came in pieces. Made once: 140 KiB of automatic storage would cost
+/// each short request the walk of the stack's guard through its pages.
 char message[kMessageSize];
 
 }  // namespace
@@ -29,16 +26,12 @@ void collect_chunk(MessageAssembly& assembly, std::int32_t sockfd, std::string_v
 Message complete_message(MessageAssembly& assembly, std::int32_t sockfd, std::string_view chunk) {
   const MessageAssembly state = assembly;
   assembly = {};
-  if (state.refusal != nullptr) return {nullptr, state.refusal};
-  bool fits = true;
-  if (state.collecting) {
-    const PendingEntry found = find_pending(sockfd);
-    fits = take_message(found.entry, found.length, chunk.data(), chunk.size(), message);
-  } else {
-    fits = copy_text(message, {chunk.data(), strnlen(chunk.data(), chunk.size())});
-  }
-  if (fits) return {message, nullptr};
-  return {nullptr, messages::kMessageTooLong};
+  if (state.refusal != nullptr) return {{}, state.refusal};
+  if (!state.collecting) return {chunk.substr(0, chunk.find('\0')), nullptr};
+  const PendingEntry found = find_pending(sockfd);
+  if (take_message(found.entry, found.length, chunk.data(), chunk.size(), message))
+    return {message, nullptr};
+  return {{}, messages::kMessageTooLong};
 }
 
 void abandon_message(MessageAssembly& assembly, std::int32_t sockfd) {

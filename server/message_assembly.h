@@ -10,10 +10,10 @@ struct MessageAssembly {
   const char* refusal;  ///< reason (GBK) why the message is refused, or null
 };
 
-/// One complete message: its text, or the reason why it is refused; the other one is null.
+/// One complete message: its text, or the reason why it is refused.
 struct Message {
-  const char* text;     ///< NUL-terminated; valid until the next call of complete_message
-  const char* refusal;  ///< GBK
+  std::string_view text;  ///< up to its first NUL; valid as long as the chunk that completed it
+  const char* refusal;    ///< GBK, or null
 };
 
 /// Keeps a chunk, up to its first NUL, until the message of the connection with the descriptor

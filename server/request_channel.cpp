@@ -45,7 +45,7 @@ const AccessRules& rules_of(lws* wsi) { return service_of(wsi).registry.access()
 /// Sets the connection's reply to the complete message.
 void answer(lws* wsi, per_conn_data& conn, const Message& message) {
   const Answer answer =
-      message.text != nullptr
+      message.refusal == nullptr
           ? answer_message(service_of(wsi), message.text, conn.allowed, conn.payload)
           : Answer{answer_failure(message.refusal, conn.payload)};
   conn.payload_len = static_cast<std::int32_t>(answer.length);

@@ -22,7 +22,7 @@ const unsigned char* bytes(const char* text) {
 
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): clearing 200 KiB would cost a request
 // dear
-Jdispatcher::Jdispatcher(LibManager* registry, const char* text)
+Jdispatcher::Jdispatcher(LibManager* registry, std::string_view text)
     : mgr(registry), request_fits(copy_text(request, text)) {
   if (!request_fits) request[0] = '\0';
   command[0] = fid[0] = '\0';

@@ -17,9 +17,8 @@ class LibManager;
 /// The object is large (200 KiB); it touches no more of it than the request needs.
 class Jdispatcher {
  public:
-  /// Copies the request `text` (NUL-terminated). `registry` is not owned and outlives the
-  /// object.
-  Jdispatcher(LibManager* registry, const char* text);
+  /// Copies the request `text`. `registry` is not owned and outlives the object.
+  Jdispatcher(LibManager* registry, std::string_view text);
   virtual ~Jdispatcher() = default;
   Jdispatcher(const Jdispatcher&) = delete;
   Jdispatcher& operator=(const Jdispatcher&) = delete;

@@ -44,7 +44,7 @@ LiveLibrary::~LiveLibrary() { registry.end_isolated(); }
 PageReply LiveLibrary::answer(const std::string& page) {
   const auto start = std::chrono::steady_clock::now();
   by_library = false;
-  awaited = answer_message(service, page.c_str(), nullptr, reply).ticket;
+  awaited = answer_message(service, page, nullptr, reply).ticket;
   while (awaited != 0) {
     wait_readable(registry.event_descriptor(), std::chrono::milliseconds(-1));
     registry.handle_events();

@@ -97,6 +97,8 @@ std::string essentials(const LibraryStatus& library) {
 
 std::string reason(const LibraryStatus& library) {
   if (library.condition.state != State::kFailed) return {};
+  if (library.path.empty())
+    return member("reason", shown(library.condition.reason, kLongestReason));
   // Its own path first: where one ends that holds blanks can't be told.
   const std::string_view file = file_name(library.path);
   std::string text = library.condition.reason;

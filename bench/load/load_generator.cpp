@@ -13,7 +13,7 @@
 
 #include "tests/support/checked.h"
 #include "tests/support/eventually.h"
-#include "tests/support/ws_socket.h"
+#include "tests/support/ws_frame.h"
 #include "util/handle/unique_fd.h"
 
 namespace {
@@ -36,7 +36,7 @@ double percentile_us(std::vector<std::uint32_t>& latencies_ns, double share) {
 class LoadGenerator::Connection {
  public:
   Connection(const LoadPlan& plan, std::string_view request_bytes, std::string_view reply_bytes)
-      : socket(plan.websocket ? WsSocket(plan.port) : TcpSocket::connect(plan.port)),
+      : socket(plan.websocket ? connect_ws(plan.port) : TcpSocket::connect(plan.port)),
         request(request_bytes),
         reply(reply_bytes) {}
 

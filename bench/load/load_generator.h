@@ -30,7 +30,7 @@ struct LoadResult {
 /// Opens the connections of a plan and keeps them until it is destroyed. Used from one thread.
 class LoadGenerator {
  public:
-  /// Throws as WsSocket. `plan` must outlive the object.
+  /// Throws as connect_ws(). `plan` must outlive the object.
   explicit LoadGenerator(const LoadPlan& plan);
   LoadGenerator(const LoadGenerator&) = delete;
   LoadGenerator& operator=(const LoadGenerator&) = delete;

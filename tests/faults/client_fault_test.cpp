@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "tests/support/service_test.h"
-#include "tests/support/ws_socket.h"
 
 namespace {
 
@@ -58,15 +57,10 @@ TEST_F(ClientFaultTest, ConnectionsThatBreakOffLeaveNoMemoryAndNoDescriptor) {
   for (int round = 0; round < kRounds; ++round) {
     if (round == kRoundsToReachItsSize) size_before = daemon->process().resident_bytes();
     for (const auto& fault : faults) {
-      std::vector<WsSocket> upgraded;
-      std::vector<TcpSocket> others;
+      std::vector<TcpSocket> sockets;
       for (int count = 0; count < kConnections; ++count) {
-        if (fault.upgraded) {
-          upgraded.emplace_back(port).send(fault.bytes);
-        } else {
-          others.push_back(TcpSocket::connect(port));
-          others.back().send(fault.bytes);
-        }
+        sockets.push_back(fault.upgraded ? connect_ws(port) : TcpSocket::connect(port));
+        sockets.back().send(fault.bytes);
       }
       EXPECT_EQ(echo_reply(round), ask(echo_request(round))) << fault.name;
     }
@@ -84,12 +78,10 @@ TEST_F(ClientFaultTest, ClientThatDoesNotReadHoldsUpNobodyAndGetsAllRepliesInThe
   for (int number = 0; number < kRequests; ++number) {
     const std::string pad(500, static_cast<char>('a' + number % 26));
     requests += masked_frame(kWholeText, R"({"fid":"echo","platform":")" + pad + "\"}");
-    const std::string reply = echoed(R"({"platform":")" + pad + "\"}");
-    replies += {'\x81', 126, static_cast<char>(reply.size() >> 8), static_cast<char>(reply.size())};
-    replies += reply;
+    replies += unmasked_frame(kWholeText, echoed(R"({"platform":")" + pad + "\"}"));
   }
   const size_t size_before = daemon->process().resident_bytes();
-  const WsSocket lazy(port);
+  const TcpSocket lazy = connect_ws(port);
   std::atomic<size_t> sent = 0;
   std::thread sender([&] {
     constexpr size_t kBlock = 10000;

@@ -1,11 +1,7 @@
 // Clients that keep what others need: places in the table of messages, the service's one thread,
 // connections that nobody uses.
 
-#include <openssl/ssl.h>
-
 #include <csignal>
-#include <memory>
-#include <regex>
 #include <thread>
 
 #include "tests/support/service_test.h"
@@ -15,36 +11,24 @@ namespace {
 
 using LoadFaultTest = ServiceTest;
 
-/// Number of the service's established connections whose keep-alive timer runs, as the kernel's
-/// tables tell: local address, peer, state 01, queues, timer 02.
-long kept_alive(uint16_t port) {
-  char local_port[8];
-  std::snprintf(local_port, sizeof local_port, "%04X", port);
-  const std::regex line(std::string("[0-9A-F]+:") + local_port + " [0-9A-F:]+ 01 [0-9A-F:]+ 02:");
-  long found = 0;
-  for (const char* path : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
-    const std::string table = read_file(path);
-    found += std::distance(std::sregex_iterator(table.begin(), table.end(), line), {});
-  }
-  return found;
-}
-
 TEST_F(LoadFaultTest, UnfinishedMessagesEndWithoutProgressAndIdleConnectionsStay) {
   const std::string whole = echo_request(1);
-  constexpr int kMessages = 100;
+  constexpr size_t kMessages = 100;
   start();
   const size_t descriptors = daemon->process().open_descriptors();
   WsClient idle = connect();
   WsClient slow = connect();
   slow.send_piece(whole.substr(0, 2), false);
   std::vector<WsClient> stuck;
-  for (int count = 0; count < kMessages; ++count) {  // the last one is refused
+  for (size_t count = 0; count < kMessages; ++count) {  // the last one is refused
     stuck.push_back(connect());
     stuck.back().send_piece(whole.substr(0, 9), false);
   }
   stuck.front().ping();
-  EXPECT_TRUE(eventually([&] { return kept_alive(port) == kMessages + 2; }))
-      << "every connection has TCP keep-alive";
+  const char* established_and_kept_alive = "01 [0-9A-F:]+ 02:";
+  EXPECT_TRUE(eventually([&] {
+    return sockets_in_kernel(port, established_and_kept_alive) == kMessages + 2;
+  })) << "every connection has TCP keep-alive";
   size_t sent = 2;
   const auto only_two_are_left = [&] {
     slow.send_piece(whole.substr(sent, 1), false);
@@ -86,18 +70,11 @@ TEST_F(LoadFaultTest, RequestsBehindTheLastThatIsAnsweredInOneTlsRecordDoNotBusy
   folder.make_certificate();
   options.tls = true;
   start({"functions"}, {"-s"});
-  const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_client_method()),
-                                                                  &SSL_CTX_free);
-  const std::unique_ptr<SSL, decltype(&SSL_free)> tls(SSL_new(context.get()), &SSL_free);
-  const TcpSocket socket = TcpSocket::connect(port);
-  SSL_set_fd(tls.get(), socket.descriptor());
-  ASSERT_EQ(1, SSL_connect(tls.get()));
+  TcpSocket browser = TcpSocket::connect(port);
+  browser.start_tls();
   const std::string get = "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n";
-  const std::string two = get + get;
-  ASSERT_EQ(static_cast<int>(two.size()), SSL_write(tls.get(), two.data(), int(two.size())));
-  char block[16384];
-  while (SSL_read(tls.get(), block, sizeof block) > 0) {
-  }
+  browser.send(get + get);
+  EXPECT_EQ(0U, browser.receive_until_close().rfind("HTTP/1.1 200", 0));
   // The service has ended the connection, and waits for this side to end it as well.
   const auto before = daemon->process().processor_time();
   std::this_thread::sleep_for(std::chrono::seconds(2));

@@ -7,18 +7,17 @@
 
 #include <csignal>
 #include <fstream>
-#include <memory>
 #include <stdexcept>
 #include <system_error>
 
+#include "tests/support/checked.h"
 #include "tests/support/files.h"
 
 namespace {
 
 /// For the functions that return the error's number, or 0.
-void check(std::initializer_list<int> errors, const Launch& launch) {
-  for (const int error : errors)
-    if (error != 0) throw std::system_error(error, std::generic_category(), launch.program);
+void check(int error, const char* what) {
+  if (error != 0) throw std::system_error(error, std::generic_category(), what);
 }
 
 /// The files stay unknown to the program under any descriptor but the three, which the tests that
@@ -26,23 +25,23 @@ void check(std::initializer_list<int> errors, const Launch& launch) {
 pid_t spawn(Launch launch) {
   std::signal(SIGINT, SIG_DFL);  // inherited; a shell that runs this program aside ignores it
   posix_spawn_file_actions_t actions;
-  check({posix_spawn_file_actions_init(&actions)}, launch);
-  const std::unique_ptr<posix_spawn_file_actions_t, int (*)(posix_spawn_file_actions_t*)> owner(
-      &actions, posix_spawn_file_actions_destroy);
+  check(posix_spawn_file_actions_init(&actions), "posix_spawn");
   const auto open = [&](int descriptor, const std::filesystem::path& path, int flags) {
-    return posix_spawn_file_actions_addopen(&actions, descriptor, path.c_str(), flags, 0600);
+    posix_spawn_file_actions_addopen(&actions, descriptor, path.c_str(), flags, 0600);
   };
   constexpr int kWrite = O_WRONLY | O_CREAT | O_TRUNC;
-  check({open(STDIN_FILENO, launch.input, O_RDONLY), open(STDOUT_FILENO, launch.output, kWrite),
-         open(STDERR_FILENO, launch.errors, kWrite),
-         posix_spawn_file_actions_addchdir_np(&actions, launch.directory.c_str())},
-        launch);
+  open(STDIN_FILENO, launch.input, O_RDONLY);
+  open(STDOUT_FILENO, launch.output, kWrite);
+  open(STDERR_FILENO, launch.errors, kWrite);
+  posix_spawn_file_actions_addchdir_np(&actions, launch.directory.c_str());
   std::vector<char*> arguments;
   for (std::string& argument : launch.arguments) arguments.push_back(argument.data());
   arguments.push_back(nullptr);
   pid_t pid = 0;
-  check({posix_spawnp(&pid, launch.program.c_str(), &actions, nullptr, arguments.data(), environ)},
-        launch);
+  const int error =
+      posix_spawnp(&pid, launch.program.c_str(), &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  check(error, launch.program.c_str());
   return pid;
 }
 
@@ -89,15 +88,11 @@ size_t ChildProcess::resident_bytes() const {
 }
 
 std::chrono::milliseconds ChildProcess::processor_time() const {
-  std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
-  std::string field;
-  constexpr int kFieldsBefore = 13;  // the program's name, without blanks, is one of them
-  for (int count = 0; count < kFieldsBefore; ++count) stat >> field;
-  long user_ticks = 0;
-  long system_ticks = 0;
-  if (!(stat >> user_ticks >> system_ticks))
-    throw std::runtime_error("process " + std::to_string(process) + " has ended");
-  return std::chrono::milliseconds(1000 * (user_ticks + system_ticks) / sysconf(_SC_CLK_TCK));
+  clockid_t clock = 0;
+  timespec used = {};
+  check(clock_getcpuclockid(process, &clock), "clock_getcpuclockid");
+  checked(clock_gettime(clock, &used), "clock_gettime");
+  return std::chrono::milliseconds(used.tv_sec * 1000 + used.tv_nsec / 1000000);
 }
 
 ProgramResult run_program(const std::vector<std::string>& arguments, const std::string& input) {

@@ -3,14 +3,13 @@
 #include <sys/prctl.h>
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <set>
 #include <stdexcept>
-#include <utility>
 
 #include "tests/support/checked.h"
+#include "tests/support/tcp_socket.h"
 
 namespace fs = std::filesystem;
 
@@ -51,21 +50,6 @@ pid_t adopt(const ServiceFolder& folder, const Launch& launch) {
                            std::to_string(status) + "\n" + read_file(launch.errors));
 }
 
-/// Looked up in the kernel's tables: a connection made to find out would show in the service's log
-/// and descriptors.
-bool listens(uint16_t port) {
-  char local_port[8];
-  std::snprintf(local_port, sizeof local_port, ":%04X ", port);
-  // Whoever listens has no peer, so its address and port are zero, and is in state 0A.
-  for (const auto& [table, address_digits] : {std::pair("tcp", 8), {"tcp6", 32}}) {
-    const fs::path path = fs::path("/proc/self/net") / table;
-    const std::string peer = std::string(static_cast<size_t>(address_digits), '0') + ":0000 0A ";
-    if (fs::exists(path) && read_file(path).find(local_port + peer) != std::string::npos)
-      return true;
-  }
-  return false;
-}
-
 }  // namespace
 
 DaemonProcess::DaemonProcess(const ServiceFolder& folder, const std::vector<std::string>& arguments,
@@ -84,7 +68,8 @@ void DaemonProcess::wait_until(const std::function<bool()>& reached) {
 }
 
 void DaemonProcess::wait_until_listening(uint16_t port) {
-  wait_until([port] { return listens(port); });
+  // A connection made to find out would show in the service's log and descriptors.
+  wait_until([port] { return sockets_in_kernel(port, "0A ") > 0; });
 }
 
 void DaemonProcess::wait_for_message(std::string_view text) {

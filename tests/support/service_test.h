@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "tests/support/daemon_process.h"
-#include "tests/support/tcp_socket.h"
 #include "tests/support/text.h"
 #include "tests/support/ws_client.h"
 #include "tests/support/ws_frame.h"

@@ -1,89 +1,89 @@
 #include "tests/support/tcp_socket.h"
 
-#include <arpa/inet.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <cstring>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
 #include <random>
-#include <utility>
+#include <regex>
 
 #include "tests/support/checked.h"
 #include "tests/support/eventually.h"
+#include "tests/support/files.h"
 
 namespace {
 
-struct Address {
-  sockaddr_storage storage{};
-  socklen_t size = 0;
-
-  Address(const std::string& text, uint16_t port) {
-    sockaddr_in ipv4{};
-    sockaddr_in6 ipv6{};
-    ipv4.sin_port = ipv6.sin6_port = htons(port);
-    if (inet_pton(ipv4.sin_family = AF_INET, text.c_str(), &ipv4.sin_addr) == 1) {
-      std::memcpy(&storage, &ipv4, size = sizeof ipv4);
-    } else if (inet_pton(ipv6.sin6_family = AF_INET6, text.c_str(), &ipv6.sin6_addr) == 1) {
-      std::memcpy(&storage, &ipv6, size = sizeof ipv6);
-    }
-  }
-  const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&storage); }
-};
+std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> resolve(const std::string& address,
+                                                           uint16_t port) {
+  addrinfo hints{};
+  hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (getaddrinfo(address.c_str(), std::to_string(port).c_str(), &hints, &found) != 0)
+    throw std::runtime_error("no address: " + address);
+  return {found, freeaddrinfo};
+}
 
 }  // namespace
 
 TcpSocket::TcpSocket(int family)
     : socket(checked(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {}
 
-TcpSocket::TcpSocket(TcpSocket&& other) noexcept : socket(std::exchange(other.socket, -1)) {}
-
-TcpSocket::~TcpSocket() {
-  if (socket >= 0) ::close(socket);
+TcpSocket TcpSocket::listen(int backlog, const std::string& address, uint16_t port) {
+  const auto place = resolve(address, port);
+  TcpSocket listener(place->ai_family);
+  checked(::bind(listener.descriptor(), place->ai_addr, place->ai_addrlen), "bind");
+  checked(::listen(listener.descriptor(), backlog), "listen");
+  return listener;
 }
 
-TcpSocket TcpSocket::listen(int backlog) { return listen(backlog, "127.0.0.1", 0); }
-
-TcpSocket TcpSocket::listen(int backlog, const std::string& text, uint16_t port) {
-  const Address address(text, port);
-  TcpSocket socket(address.storage.ss_family);
-  checked(::bind(socket.descriptor(), address.get(), address.size), "bind");
-  checked(::listen(socket.descriptor(), backlog), "listen");
-  return socket;
-}
-
-TcpSocket TcpSocket::connect(uint16_t port, const std::string& text) {
-  const Address address(text, port);
-  TcpSocket socket(address.storage.ss_family);
-  const timeval limit{kPatience.count(), 0};
+TcpSocket TcpSocket::connect(uint16_t port, const std::string& address) {
+  const auto place = resolve(address, port);
+  TcpSocket client(place->ai_family);
+  const timeval time{kPatience.count(), 0};
   const int no_delay = 1;
-  const auto set = [&](int level, int option, const auto& value) {
-    checked(::setsockopt(socket.descriptor(), level, option, &value, sizeof value), "setsockopt");
-  };
-  set(SOL_SOCKET, SO_RCVTIMEO, limit);
-  set(IPPROTO_TCP, TCP_NODELAY, no_delay);
-  checked(::connect(socket.descriptor(), address.get(), address.size), "connect");
-  return socket;
+  setsockopt(client.descriptor(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+  setsockopt(client.descriptor(), IPPROTO_TCP, TCP_NODELAY, &no_delay, sizeof no_delay);
+  checked(::connect(client.descriptor(), place->ai_addr, place->ai_addrlen), "connect");
+  return client;
+}
+
+void TcpSocket::start_tls() {
+  static const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(
+      SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
+  std::signal(SIGPIPE, SIG_IGN);
+  tls.reset(SSL_new(context.get()));
+  SSL_set_fd(tls.get(), descriptor());
+  if (SSL_connect(tls.get()) != 1) throw std::runtime_error("no TLS handshake");
 }
 
 uint16_t TcpSocket::local_port() const {
   sockaddr_in address{};
   socklen_t length = sizeof address;
-  checked(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length), "getsockname");
+  checked(::getsockname(descriptor(), reinterpret_cast<sockaddr*>(&address), &length),
+          "getsockname");
   return ntohs(address.sin_port);
 }
 
 void TcpSocket::send(std::string_view bytes) const {
   while (!bytes.empty()) {
-    const auto sent = checked(::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL), "send");
-    bytes.remove_prefix(static_cast<size_t>(sent));
+    const ssize_t sent = tls ? SSL_write(tls.get(), bytes.data(), static_cast<int>(bytes.size()))
+                             : ::send(descriptor(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    bytes.remove_prefix(static_cast<size_t>(checked(sent, "send")));
   }
 }
 
 std::string TcpSocket::receive_some() const {
-  char block[4096];
-  return {block, static_cast<size_t>(checked(::recv(socket, block, sizeof block, 0), "recv"))};
+  char block[16384];
+  if (!tls) return {block, size_t(checked(::recv(descriptor(), block, sizeof block, 0), "recv"))};
+  const int size = SSL_read(tls.get(), block, sizeof block);
+  if (size <= 0 && SSL_get_error(tls.get(), size) == SSL_ERROR_WANT_READ)
+    throw std::runtime_error("nothing came over TLS");
+  return {block, static_cast<size_t>(std::max(size, 0))};
 }
 
 std::string TcpSocket::receive_until_close() const {
@@ -99,10 +99,21 @@ uint16_t free_port() {
   std::random_device random;
   for (;;) {
     const uint16_t port = ports(random);
-    try {
-      TcpSocket::connect(port);
-    } catch (const std::system_error&) {
-      return port;
-    }
+    if (sockets_in_kernel(port, "") == 0) return port;
   }
+}
+
+size_t sockets_in_kernel(uint16_t port, const std::string& expression) {
+  constexpr size_t kLongest = 100;  // bytes of an entry from the local port to the timer
+  char local_port[8];
+  std::snprintf(local_port, sizeof local_port, ":%04X ", port);
+  const std::regex entry(local_port + ("[0-9A-F:]+ " + expression));
+  size_t found = 0;
+  for (const char* path : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
+    if (!std::filesystem::exists(path)) continue;  // without IPv6
+    const std::string table = read_file(path);
+    for (size_t at = 0; (at = table.find(local_port, at)) != std::string::npos; ++at)
+      found += std::regex_search(table.substr(at, kLongest), entry) ? 1 : 0;
+  }
+  return found;
 }

@@ -56,7 +56,7 @@ class WsClient::Connection {
     };
     std::visit([&](auto& ws) { start(ws, done); }, stream);
     run_until(what, [&] { return finished; });
-    if (error) throw WsFailure(std::string(what) + ": " + error.message());
+    if (error) throw boost::system::system_error(error, what);
   }
 
   void write(std::string_view piece, bool final, bool binary) {
@@ -66,10 +66,9 @@ class WsClient::Connection {
     });
   }
 
-  /// The next message; true: a text message.
-  std::pair<std::string, bool> receive() {
+  std::string receive() {
     read_until("receive", [this] { return !inbox.empty(); });
-    std::pair<std::string, bool> message = std::move(inbox.front());
+    std::string message = std::move(inbox.front());
     inbox.pop_front();
     return message;
   }
@@ -134,8 +133,9 @@ class WsClient::Connection {
   void keep_reading(WebSocket& ws) {
     ws.async_read(incoming, [this, &ws](error_code error, size_t) {
       read_error = error;
-      if (error) return;
-      inbox.emplace_back(beast::buffers_to_string(incoming.data()), ws.got_text());
+      if (!error && !ws.got_text()) read_error = websocket::error::bad_opcode;
+      if (read_error) return;
+      inbox.push_back(beast::buffers_to_string(incoming.data()));
       incoming.clear();
       keep_reading(ws);
     });
@@ -144,7 +144,7 @@ class WsClient::Connection {
   template <typename Condition>
   void read_until(const char* what, Condition reached) {
     run_until(what, [&] { return reached() || read_error; });
-    if (!reached()) throw WsFailure(std::string(what) + ": " + read_error.message());
+    if (!reached()) throw boost::system::system_error(read_error, what);
   }
 
   template <typename Condition>
@@ -154,7 +154,7 @@ class WsClient::Connection {
       if (loop.stopped()) loop.restart();
       if (loop.run_one_until(deadline) > 0) continue;
       abandon();
-      throw WsFailure(std::string(what) + ": time-out");
+      throw boost::system::system_error(asio::error::timed_out, what);
     }
   }
 
@@ -171,16 +171,13 @@ class WsClient::Connection {
   asio::ssl::context tls_context{asio::ssl::context::tls_client};
   Stream stream;
   beast::flat_buffer incoming;
-  std::deque<std::pair<std::string, bool>> inbox;
+  std::deque<std::string> inbox;
   error_code read_error;
   int pongs = 0;
 };
 
-WsClient::WsClient(uint16_t port, const WsOptions& options) try
-    : connection(std::make_unique<Connection>(port, options)) {
-} catch (const boost::system::system_error& error) {
-  throw WsFailure(error.what());
-}
+WsClient::WsClient(uint16_t port, const WsOptions& options)
+    : connection(std::make_unique<Connection>(port, options)) {}
 
 WsClient::WsClient(WsClient&&) noexcept = default;
 WsClient& WsClient::operator=(WsClient&&) noexcept = default;
@@ -202,11 +199,7 @@ void WsClient::send_raw(std::string_view bytes) {
   });
 }
 
-std::string WsClient::receive() {
-  auto [message, is_text] = connection->receive();
-  text_message = is_text;
-  return std::move(message);
-}
+std::string WsClient::receive() { return connection->receive(); }
 
 std::string WsClient::ask(std::string_view request) {
   send(request);

@@ -3,18 +3,11 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tests/support/eventually.h"
-
-/// No message came, or the connection ended; what() says which.
-class WsFailure : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 struct WsOptions {
   bool tls = false;                ///< any certificate is accepted
@@ -24,11 +17,12 @@ struct WsOptions {
   std::chrono::seconds limit = kPatience;  ///< how long each operation may take
 };
 
-/// One WebSocket connection with sub-protocol "ws" to a service on 127.0.0.1. After a WsFailure
-/// the connection is not usable. Used from one thread at a time; objects are independent.
+/// One WebSocket connection with sub-protocol "ws" to a service on 127.0.0.1. Operations throw
+/// std::runtime_error when the service breaks the protocol, ends the connection or keeps the client
+/// waiting; the connection is of no use then. Used from one thread at a time.
 class WsClient {
  public:
-  /// Connects and upgrades. Throws WsFailure, like every other operation.
+  /// Connects and upgrades.
   explicit WsClient(uint16_t port, const WsOptions& options = {});
   WsClient(WsClient&&) noexcept;
   WsClient& operator=(WsClient&&) noexcept;
@@ -47,9 +41,8 @@ class WsClient {
   /// record.
   void send_raw(std::string_view bytes);
 
-  /// The next message, its fragments joined.
+  /// The next message, its fragments joined; it has to be a text message.
   std::string receive();
-  bool last_was_text() const { return text_message; }
 
   /// send() and receive().
   std::string ask(std::string_view request);
@@ -67,5 +60,4 @@ class WsClient {
   class Connection;
 
   std::unique_ptr<Connection> connection;
-  bool text_message = false;  ///< the last message received was a text message
 };

@@ -73,11 +73,9 @@ class FaultTest : public PcscTest {
 };
 
 /// Another program's connection to the reader.
-class OtherProgram {
- public:
+struct OtherProgram {
   explicit OtherProgram(DWORD share) {
-    EXPECT_EQ(SCARD_S_SUCCESS,
-              SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context));
+    SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context);
     EXPECT_EQ(SCARD_S_SUCCESS,
               SCardConnect(context, "Virtual PCD 00 00", share,
                            SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1, &card, &protocol));
@@ -88,13 +86,11 @@ class OtherProgram {
     SCardDisconnect(card, SCARD_LEAVE_CARD);
     SCardReleaseContext(context);
   }
-
   void reset_card() {
     EXPECT_EQ(SCARD_S_SUCCESS,
               SCardReconnect(card, SCARD_SHARE_SHARED, protocol, SCARD_RESET_CARD, &protocol));
   }
 
- private:
   SCARDCONTEXT context = 0;
   SCARDHANDLE card = 0;
   DWORD protocol = 0;
@@ -196,9 +192,9 @@ TEST_F(FaultTest, ResetCardIsReadOnceMoreAndRefusalsAreNamed) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.function);
-    pcscd.start();  // so that the library needs a new context
+    start_pcscd();  // so that the library needs a new context
     insert(kT1Atr, good);
-    if (row.function == std::string("SCardEstablishContext")) pcscd.start();
+    if (row.function == std::string("SCardEstablishContext")) start_pcscd();
     int times = row.times;
     before_pcsc = [&](std::string_view function) {
       return function == row.function && times-- > 0 ? row.result : SCARD_S_SUCCESS;
@@ -211,29 +207,29 @@ TEST_F(FaultTest, ResetCardIsReadOnceMoreAndRefusalsAreNamed) {
 
 TEST_F(FaultTest, PcscdMayBeAbsentRestartedAndStopped) {
   expect_next_read_succeeds();
-  pcscd.kill();
+  pcscd.reset();
   expect_reply(failed("1008"), library.call("readcardbas"));
-  pcscd.start();
+  start_pcscd();
   expect_next_read_succeeds();
-  pcscd.start();  // without a request in between
+  start_pcscd();  // without a request in between
   expect_next_read_succeeds();
 
   insert(kT1Atr, good);
   std::thread waker([this] {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    pcscd.process().signal(SIGCONT);
+    pcscd->signal(SIGCONT);
   });
-  pcscd.process().signal(SIGSTOP);
+  pcscd->signal(SIGSTOP);
   expect_reply(kGoodReply, library.call("readcardbas"));
   waker.join();
 
   insert(kT1Atr, [this](const std::string&) {
-    pcscd.process().signal(SIGKILL);
+    pcscd->signal(SIGKILL);
     return bytes("9000");
   });
   expect_reply(failed("1008"), library.call("readcardbas"));
   inserted.reset();
-  pcscd.start();
+  start_pcscd();
   expect_next_read_succeeds();
 }
 

@@ -1,5 +1,6 @@
 #include "tests/pcsc/virtual_card.h"
 
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sched.h>
@@ -7,37 +8,29 @@
 #include <sys/socket.h>
 #include <winscard.h>
 
-#include <csignal>
+#include <algorithm>
 #include <system_error>
 
 #include "readers/common/hex.h"
-#include "tests/support/eventually.h"
-#include "tests/support/files.h"
+#include "tests/support/checked.h"
 #include "tests/support/own_network.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr uint16_t kReaderPort = 35963;
-constexpr char kSocket[] = "/run/pcscd/pcscd.comm";
-
-void check(bool success, const char* what) {
-  if (!success) throw std::system_error(errno, std::generic_category(), what);
+void enter_own_namespaces() {
+  enter_own_network(CLONE_NEWNS);
+  checked(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "mount /");
+  checked(mount("tmpfs", "/run", "tmpfs", 0, nullptr), "mount /run");
+  fs::create_directory("/run/pcscd");
 }
 
 TcpSocket connect_to_reader() {
-  std::optional<TcpSocket> line;
-  const bool connected = eventually([&] {
-    try {
-      line.emplace(TcpSocket::connect(kReaderPort));
-    } catch (const std::system_error&) {
-      return false;
-    }
-    return true;
-  });
-  if (!connected) throw std::runtime_error("no virtual reader");
-  return std::move(*line);
+  constexpr uint16_t kReaderPort = 35963;
+  if (!eventually([] { return sockets_in_kernel(kReaderPort, "0A ") > 0; }))
+    throw std::runtime_error("no virtual reader");
+  return TcpSocket::connect(kReaderPort);
 }
 
 /// In the virtual reader's form: two bytes of length first.
@@ -46,43 +39,14 @@ std::string framed(const std::string& message) {
          message;
 }
 
+bool pcscd_answers() {
+  SCARDCONTEXT context = 0;
+  const LONG result = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context);
+  if (result == SCARD_S_SUCCESS) SCardReleaseContext(context);
+  return result == SCARD_S_SUCCESS;
+}
+
 }  // namespace
-
-void enter_own_namespaces() {
-  static const bool entered = [] {
-    enter_own_network(CLONE_NEWNS);
-    check(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "mount /");
-    check(mount("tmpfs", "/run", "tmpfs", 0, nullptr) == 0, "mount /run");
-    fs::create_directory("/run/pcscd");
-    return true;
-  }();
-  static_cast<void>(entered);
-}
-
-Pcscd::Pcscd() {
-  enter_own_namespaces();
-  start();
-}
-
-void Pcscd::kill() { pcscd.reset(); }
-
-void Pcscd::start() {
-  kill();
-  fs::remove(kSocket);
-  fs::remove("/run/pcscd/pcscd.pid");
-  Launch launch = {"pcscd", {"pcscd", "--foreground"}};
-  // Where pcscd asks polkit, which has not been started here, for each client.
-  if (run_program({"pcscd", "--help"}).output.find("disable-polkit") != std::string::npos)
-    launch.arguments.emplace_back("--disable-polkit");
-  pcscd.emplace(launch);
-  const auto answers = [] {
-    SCARDCONTEXT context = 0;
-    const LONG result = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context);
-    if (result == SCARD_S_SUCCESS) SCardReleaseContext(context);
-    return result == SCARD_S_SUCCESS;
-  };
-  if (!eventually(answers)) throw std::runtime_error("no pcscd");
-}
 
 VirtualCard::VirtualCard(std::string atr_bytes, Answers answers_to_commands)
     : atr(std::move(atr_bytes)),
@@ -118,20 +82,53 @@ void VirtualCard::serve() {
 
 std::optional<std::string> VirtualCard::receive(std::size_t size) const {
   std::string received(size, '\0');
-  for (std::size_t done = 0; done < size;) {
-    // Else each command waits for the acknowledgement of the last one, 40 ms.
-    const int at_once = 1;
-    setsockopt(line.descriptor(), IPPROTO_TCP, TCP_QUICKACK, &at_once, sizeof at_once);
-    const ssize_t count = recv(line.descriptor(), received.data() + done, size - done, 0);
-    if (count <= 0) return std::nullopt;
-    done += static_cast<std::size_t>(count);
-  }
+  // Else each command waits for the acknowledgement of the last one, 40 ms.
+  const int at_once = 1;
+  setsockopt(line.descriptor(), IPPROTO_TCP, TCP_QUICKACK, &at_once, sizeof at_once);
+  if (recv(line.descriptor(), received.data(), size, MSG_WAITALL) != ssize_t(size)) return {};
   return received;
 }
 
+CardReader::CardReader() {
+  static const bool entered = (enter_own_namespaces(), true);
+  static_cast<void>(entered);
+  start_pcscd();
+}
+
+void CardReader::start_pcscd() {
+  pcscd.reset();
+  fs::remove("/run/pcscd/pcscd.comm");
+  fs::remove("/run/pcscd/pcscd.pid");
+  Launch launch = {"pcscd", {"pcscd", "--foreground"}};
+  // Where pcscd asks polkit, which has not been started here, for each client.
+  if (run_program({"pcscd", "--help"}).output.find("disable-polkit") != std::string::npos)
+    launch.arguments.emplace_back("--disable-polkit");
+  pcscd.emplace(launch);
+  if (!eventually(pcscd_answers)) throw std::runtime_error("no pcscd");
+}
+
+void CardReader::wait_for_card(const std::string& present) const {
+  const std::string text = "00 00\",\"present\":\"" + present + "\"";
+  ASSERT_TRUE(eventually([&] { return readers().find(text) != std::string::npos; })) << readers();
+}
+
+void CardReader::insert(const std::string& atr, VirtualCard::Answers answers) {
+  pull();
+  inserted.emplace(atr, std::move(answers));
+  wait_for_card();
+}
+
+void CardReader::insert(const std::string& atr, IsoCard& card) {
+  insert(atr, [&card](const std::string& command) { return card.answer(command); });
+}
+
+void CardReader::pull() {
+  inserted.reset();
+  wait_for_card("false");
+}
+
 std::string bytes(const std::string& digits) {
-  std::string packed;
-  for (const char c : digits)
-    if (c != ' ') packed += c;
+  std::string packed = digits;
+  packed.erase(std::remove(packed.begin(), packed.end(), ' '), packed.end());
   return bytes_of_hex(packed).value_or("");
 }

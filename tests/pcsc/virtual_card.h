@@ -5,28 +5,9 @@
 #include <string>
 #include <thread>
 
+#include "tests/pcsc/iso_card.h"
 #include "tests/support/child_process.h"
 #include "tests/support/tcp_socket.h"
-
-/// Moves this process into namespaces of its own, where /run is empty and the loopback interface is
-/// up: the pcscd of this machine, and the virtual reader's port, belong to others. Call it before
-/// the first thread; further calls do nothing. Throws std::system_error.
-void enter_own_namespaces();
-
-/// pcscd with the virtual reader "Virtual PCD".
-class Pcscd {
- public:
-  Pcscd();
-
-  ChildProcess& process() { return *pcscd; }
-  /// Ends it and leaves what a crash leaves.
-  void kill();
-  /// Ends it if it runs, and starts it.
-  void start();
-
- private:
-  std::optional<ChildProcess> pcscd;
-};
 
 /// A card that ends in the middle of an answer: the last bytes that the reader gets, which count as
 /// they are, the two of the length included.
@@ -57,5 +38,32 @@ class VirtualCard {
   std::thread thread;
 };
 
+/// The virtual reader "Virtual PCD 00 00", its pcscd, and the card in it: a part of fixtures. The
+/// process moves into namespaces of its own before its first thread, where /run is empty: the pcscd
+/// of this machine, and the virtual reader's port, belong to others.
+class CardReader {
+ protected:
+  CardReader();
+  virtual ~CardReader() = default;
+
+  /// The reply to "pcsc.readers".
+  virtual std::string readers() const = 0;
+
+  /// Ends pcscd if it runs, leaves what a crash leaves, and starts it.
+  void start_pcscd();
+  /// Waits until the reader says so of its card; `present` as in the reply.
+  void wait_for_card(const std::string& present = "true") const;
+  /// Puts the card into the reader in the place of another, and waits until it is noticed.
+  void insert(const std::string& atr, VirtualCard::Answers answers);
+  void insert(const std::string& atr, IsoCard& card);
+  void pull();
+
+  std::optional<ChildProcess> pcscd;
+  std::optional<VirtualCard> inserted;
+};
+
 /// Bytes of hexadecimal digits with blanks between them.
 std::string bytes(const std::string& digits);
+
+inline const std::string kT1Atr = bytes("3B 80 01 81");
+inline const std::string kT0Atr = bytes("3B 00");

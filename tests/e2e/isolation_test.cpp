@@ -71,21 +71,6 @@ TEST_F(IsolationTest, WhatEndsTheLibraryCostsOneReplyAndTheNextRequestIsServed) 
   EXPECT_EQ(R"({"result":"true","fid":"breed"})", client.ask(request("breed")));
 }
 
-TEST_F(IsolationTest, RepliesAreThoseOfALibraryInTheService) {
-  start_isolated({"functions"});
-  const auto plain = R"({"result":"true","name":"张三","size":1.500000,"fid":"plain"})";
-  expect_replies(
-      {{request("plain"), plain},
-       {request("overrun"), failed(messages::kReplyTooLong, "overrun")},
-       {request("halfchar"), "{\"fid\":\"half\uFFFD\"}"},
-       {request("throwtext"), failure(R"(错误类型：St13runtime_error 错误信息 ：卡\"1\"\n )")},
-       {request("nosuch"), failed(messages::kNotSupported, "nosuch")},
-       {"readcardbas", R"({"result":"true","fid":"readcardbas","reader":"functions",)"
-                       R"("command":{"data":{"itype":3,"bae140":"3"},)" +
-                           platform + "}}"},
-       {echo_request(1), echo_reply(1)}});
-}
-
 TEST_F(IsolationTest, SlowLibraryDelaysNobodyElseAndServesInOrder) {
   sections = "[ISOLATED]\nlib1=30\n";
   start({"functions", "libquorveldemo"});  // the demo library stays in the service

@@ -13,21 +13,6 @@ struct Row {
   const char* said;  ///< a part of what the log says; "" when it says nothing
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.content; }
-
-class AccessSettingsTest : public testing::TestWithParam<Row> {};
-
-TEST_P(AccessSettingsTest, MistakesAreNamedAndNeverOpen) {
-  const Row& row = GetParam();
-  const TemporaryFile file(row.content);
-  testing::internal::CaptureStderr();
-  const AccessRules rules = read_access(ServiceIni(file.name()), 47392);
-  const std::string said = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(rules.summary(), row.summary);
-  EXPECT_NE(said.find(row.said), std::string::npos) << said;
-  EXPECT_EQ(said.empty(), *row.said == '\0') << said;
-}
-
 #define SITE "[ACCESS]\norigin1=https://a.example\n"
 #define ANY "any page on any machine"
 #define NOBODY "no page but the service's own, on "
@@ -65,6 +50,18 @@ const Row kRows[] = {
     {"[ACCESS]\nlisten=loopback\n[LOG]\n" SITE, "pages of https://a.example, on this machine",
      "the section occurs again"},
 };
-INSTANTIATE_TEST_SUITE_P(Table, AccessSettingsTest, testing::ValuesIn(kRows));
+
+TEST(AccessSettings, MistakesAreNamedAndNeverOpen) {
+  for (const auto& [content, summary, part] : kRows) {
+    SCOPED_TRACE(content);
+    const TemporaryFile file(content);
+    testing::internal::CaptureStderr();
+    const AccessRules rules = read_access(ServiceIni(file.name()), 47392);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(rules.summary(), summary);
+    EXPECT_NE(said.find(part), std::string::npos) << said;
+    EXPECT_EQ(said.empty(), *part == '\0') << said;
+  }
+}
 
 }  // namespace

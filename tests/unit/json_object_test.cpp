@@ -67,23 +67,19 @@ TEST(JsonObject, PrintsAsParsed) {
 }
 
 TEST(JsonObject, EscapesAtAnyPlaceOfALongText) {
-  const struct {
-    char byte;
-    Charset charset;
-    std::string print;
-  } cases[] = {{'"', Charset::kUtf8, "\\\""},      {'\\', Charset::kUtf8, "\\\\"},
-               {'\x1f', Charset::kGbk, "\\u001f"}, {'\xe4', Charset::kUtf8, "\xe4"},
-               {'\xff', Charset::kGbk, "\\ufffd"}, {'!', Charset::kGbk, "!"}};
-  for (const auto& [byte, charset, print] : cases) {
+  for (const auto& [byte, charset, print] : {std::tuple('"', Charset::kUtf8, "\\\""),
+                                             {'\\', Charset::kUtf8, "\\\\"},
+                                             {'\x1f', Charset::kGbk, "\\u001f"},
+                                             {'\xe4', Charset::kUtf8, "\xe4"},
+                                             {'\xff', Charset::kGbk, "\\ufffd"},
+                                             {'!', Charset::kGbk, "!"}}) {
     for (std::size_t place = 0; place < 40; ++place) {
       const std::string before(place, '#');
       const std::string behind(39 - place, '~');
       CJsonObject json(charset);
-      json.Add("k", std::string(before).append(1, byte).append(behind));
-      const std::string printed =
-          std::string(R"({"k":")").append(before).append(print).append(behind).append("\"}");
-      EXPECT_EQ(json.ToString(), printed);
-      EXPECT_EQ(CJsonObject(printed, charset).ToString(), printed);
+      json.Add("k", before + byte + behind);
+      EXPECT_EQ(json.ToString(), R"({"k":")" + before + print + behind + "\"}");
+      EXPECT_EQ(CJsonObject(json.ToString(), charset).ToString(), json.ToString());
     }
   }
 }
@@ -146,19 +142,15 @@ TEST(JsonObject, FindsTheFirstMemberInAnyLetterCase) {
 }
 
 TEST(JsonObject, GetsNumbersAsInt) {
-  const struct {
-    const char* text;
-    int value;
-  } cases[] = {{"8080.9", 8080},
-               {"8080.9999999", 8080},
-               {"-1.9", -1},
-               {"4294967296", 0},
-               {"4294967297", 1},
-               {"-4294967297", -1},
-               {"1e300", 2147483647},
-               {"-1e300", -2147483647 - 1},
-               {"340282366920938463463374607431768211457", 1}};
-  for (const auto& [text, value] : cases) {
+  for (const auto& [text, value] : {std::pair("8080.9", 8080),
+                                    {"8080.9999999", 8080},
+                                    {"-1.9", -1},
+                                    {"4294967296", 0},
+                                    {"4294967297", 1},
+                                    {"-4294967297", -1},
+                                    {"1e300", 2147483647},
+                                    {"-1e300", -2147483647 - 1},
+                                    {"340282366920938463463374607431768211457", 1}}) {
     const CJsonObject json(std::string("{\"port\":") + text + "}");
     int number = 7;
     EXPECT_TRUE(json.Get("port", number)) << text;

@@ -14,22 +14,6 @@ struct Row {
   const char* said;  ///< a part of what the log says; "" when it says nothing
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.content; }
-
-class ServiceIniTest : public testing::TestWithParam<Row> {};
-
-TEST_P(ServiceIniTest, TakesAPortOrSaysWhatIsWrong) {
-  const Row& row = GetParam();
-  const TemporaryFile file(row.content);
-  testing::internal::CaptureStderr();
-  ServiceIni ini(file.name());
-  EXPECT_EQ(ini.listening_port(), row.port);
-  const std::string said = testing::internal::GetCapturedStderr();
-  EXPECT_NE(said.find(row.said), std::string::npos) << said;
-  EXPECT_EQ(said.empty(), *row.said == '\0') << said;
-  EXPECT_EQ(said.find(file.name()) == std::string::npos, *row.said == '\0');
-}
-
 #define GOOD "[SERVER]\nlocalport=47392\n"
 
 const Row kRows[] = {
@@ -56,6 +40,17 @@ const Row kRows[] = {
     {GOOD "localport=47392\n", 47392, "line 3, \"localport=47392\": the key occurs again"},
     {"[SERVER]\nlocalport=1\n[SERVER]\n", 0, "line 3, \"[SERVER]\": the section occurs again"},
 };
-INSTANTIATE_TEST_SUITE_P(Table, ServiceIniTest, testing::ValuesIn(kRows));
+
+TEST(ServiceIni, TakesAPortOrSaysWhatIsWrong) {
+  for (const auto& [content, port, part] : kRows) {
+    SCOPED_TRACE(content);
+    const TemporaryFile file(content);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ServiceIni(file.name()).listening_port(), port);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find(part), std::string::npos) << said;
+    EXPECT_EQ(said.find(file.name()) == std::string::npos, *part == '\0') << said;
+  }
+}
 
 }  // namespace

@@ -16,8 +16,7 @@ namespace {
 using StartTest = ServiceTest;
 
 TEST_F(StartTest, ReadersAndSettingsBesideTheProgramAreFoundHoweverItIsNamed) {
-  for (const StartAs name :
-       {StartAs::kAbsolute, StartAs::kDotRelative, StartAs::kRelative, StartAs::kByPath}) {
+  for (const char* name : {"", "./bin/quorvelserver", "bin/quorvelserver", "quorvelserver"}) {
     start({"functions"}, {}, name);
     expect_replies(
         {{echo_request(1), echo_reply(1)},
@@ -28,9 +27,11 @@ TEST_F(StartTest, ReadersAndSettingsBesideTheProgramAreFoundHoweverItIsNamed) {
 
 TEST_F(StartTest, PageIsServedAndTheStartIsReported) {
   start();
-  const TcpSocket browser = TcpSocket::connect(port);
-  browser.send("GET / HTTP/1.0\r\n\r\n");
-  const std::string response = browser.receive_until_close();
+  const std::string upgrade = http(
+      "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade, HTTP2-Settings\r\n"
+      "Upgrade: h2c\r\nHTTP2-Settings: AAMAAABkAAQAAP__\r\n\r\n");
+  EXPECT_EQ(0U, upgrade.rfind("HTTP/1.1 200", 0)) << "idle, it is not kept either: " << upgrade;
+  const std::string response = http("GET / HTTP/1.0\r\n\r\n");
   EXPECT_EQ(0U, response.rfind("HTTP/1.0 200", 0)) << response;
   EXPECT_NE(std::string::npos, response.find("content-security-policy:")) << response;
   EXPECT_EQ(read_file(folder.path() / "mount-origin/index.html"),
@@ -135,11 +136,7 @@ TEST_F(StartTest, StartThatFailsEndsWithStatusOneAndNamesTheCause) {
     rows.push_back({"port 443 may not be opened by this user", plain, [&] {
                       fs::remove(ini);
                       use(443);
-                      fs::rename(folder.program(), folder.path() / "bin/service");
-                      write_file(folder.program(),
-                                 "#!/bin/sh\nexec setpriv --bounding-set=-net_bind_service "
-                                 "bin/service\n");
-                      fs::permissions(folder.program(), fs::perms::owner_all);
+                      start_by_shell("exec setpriv --bounding-set=-net_bind_service bin/service");
                     }});
   }
   for (const Row& row : rows) {

@@ -21,11 +21,6 @@ class FileFaultTest : public ServiceTest {
     fs::remove(path);
     fs::create_symlink(target, path);
   }
-  std::string get(const std::string& name) const {
-    const TcpSocket browser = TcpSocket::connect(port);
-    browser.send("GET /" + name + " HTTP/1.0\r\n\r\n");
-    return browser.receive_until_close();
-  }
 
   const fs::path victim = folder.path() / "victim";
 };
@@ -101,7 +96,9 @@ TEST_F(FileFaultTest, PageIsServedFromItsFolderAlone) {
       {"index.html", true},   {"within.html", true}, {"sub/", true},          {"out.html", false},
       {"beside.html", false}, {"pipe.html", false},  {"out/page.html", false}};
   for (const auto& [name, served] : rows)
-    EXPECT_EQ(served ? "HTTP/1.0 200" : "HTTP/1.0 404", get(name).substr(0, 12)) << name;
+    EXPECT_EQ(served ? "HTTP/1.0 200" : "HTTP/1.0 404",
+              http("GET /" + std::string(name) + " HTTP/1.0\r\n\r\n").substr(0, 12))
+        << name;
   EXPECT_TRUE(said("out.html is not served: it leads out of the page's folder"));
   EXPECT_TRUE(said("pipe.html is not served: it is no regular file"));
 }

@@ -23,22 +23,13 @@ namespace {
 
 class OutputFaultTest : public ServiceTest {
  protected:
-  /// Has the service started by a shell that does `prepare` first.
-  void start_by_shell(const std::string& prepare,
-                      const std::vector<std::string>& readers = {"functions"}) {
-    const fs::path real = folder.path() / "bin/service";
-    if (!fs::exists(real)) fs::rename(folder.program(), real);
-    write_file(folder.program(), "#!/bin/bash\n" + prepare + "\nexec bin/service\n");
-    fs::permissions(folder.program(), fs::perms::owner_all);
-    start(readers);
-  }
-
   /// Starts it with both outputs on the descriptor.
   void start_on(int descriptor, const std::string& prepare = "",
                 const std::vector<std::string>& readers = {"functions"}) {
     const UniqueFd inherited(checked(dup(descriptor), "dup"));
     const std::string number = std::to_string(inherited.get());
-    start_by_shell(prepare + "\nexec >&" + number + " 2>&1 " + number + ">&-", readers);
+    start_by_shell(prepare + "\nexec >&" + number + " 2>&1 " + number + ">&-");
+    start(readers);
   }
 
   void expect_service() {
@@ -117,6 +108,7 @@ TEST_F(OutputFaultTest, StoppedTerminalOrClosedOutputHoldsUpNothing) {
   tcflow(slave, TCOOFF);  // as Ctrl-S
   expect_service();
   start_by_shell("exec <&- >&- 2>&-");
+  start();
   expect_service();
 }
 

@@ -25,11 +25,9 @@ std::set<pid_t> children() {
 }
 
 Launch launch_of(const ServiceFolder& folder, const std::vector<std::string>& arguments,
-                 StartAs start_as) {
-  // In the order of StartAs. As a shell does, the kernel always gets the path.
-  const std::string names[] = {folder.program().string(), "./bin/quorvelserver",
-                               "bin/quorvelserver", "quorvelserver"};
-  Launch launch{folder.program(), {names[static_cast<size_t>(start_as)]}, folder.path()};
+                 const std::string& name) {
+  // As a shell does, the kernel always gets the path.
+  Launch launch{folder.program(), {name.empty() ? folder.program().string() : name}, folder.path()};
   launch.arguments.insert(launch.arguments.end(), arguments.begin(), arguments.end());
   launch.output = folder.path() / "output.txt";
   launch.errors = folder.path() / "errors.txt";
@@ -53,8 +51,8 @@ pid_t adopt(const ServiceFolder& folder, const Launch& launch) {
 }  // namespace
 
 DaemonProcess::DaemonProcess(const ServiceFolder& folder, const std::vector<std::string>& arguments,
-                             StartAs start_as)
-    : directory(folder.path()), daemon(adopt(folder, launch_of(folder, arguments, start_as))) {}
+                             const std::string& name)
+    : directory(folder.path()), daemon(adopt(folder, launch_of(folder, arguments, name))) {}
 
 void DaemonProcess::wait_until(const std::function<bool()>& reached) {
   bool done = false;

@@ -9,19 +9,18 @@
 #include "tests/support/child_process.h"
 #include "tests/support/service_folder.h"
 
-/// The name under which the service is started; it looks for its files beside that name.
-enum class StartAs { kAbsolute, kDotRelative, kRelative, kByPath };
-
 /// The service running as a daemon in a ServiceFolder. The daemon leaves its launcher, so this
 /// program becomes the reaper of orphans and adopts it: its exit status can be collected.
 /// The destructor kills the daemon. Start daemons from one thread at a time.
 class DaemonProcess {
  public:
   /// Starts the service and returns when the launching process has ended. Standard output and
-  /// error go to files in the folder. Throws std::runtime_error when there is no daemon then.
+  /// error go to files in the folder. The service looks for its other files beside the name that
+  /// it is given as its own: its path when `name` is empty. Throws std::runtime_error when there is
+  /// no daemon then.
   explicit DaemonProcess(const ServiceFolder& folder,
                          const std::vector<std::string>& arguments = {},
-                         StartAs start_as = StartAs::kAbsolute);
+                         const std::string& name = {});
 
   /// Waits until the port is listened on, without connecting to it. Throws std::runtime_error with
   /// the service's messages when it ends instead, or takes a minute.

@@ -23,7 +23,7 @@ void ServiceTest::wait_until_idle() {
 }
 
 void ServiceTest::start(const std::vector<std::string>& readers,
-                        const std::vector<std::string>& arguments, StartAs start_as) {
+                        const std::vector<std::string>& arguments, const std::string& name) {
   std::vector<std::string> files;
   for (const std::string& reader : readers) {
     files.push_back(reader + ".so");
@@ -32,9 +32,22 @@ void ServiceTest::start(const std::vector<std::string>& readers,
     fs::copy(built, folder.path() / "bin" / files.back(), fs::copy_options::skip_existing);
   }
   folder.write_service_ini(files, port, sections);
-  daemon.emplace(folder, arguments, start_as);
+  daemon.emplace(folder, arguments, name);
   daemon->wait_until_listening(port);
   idle_descriptors = daemon->process().open_descriptors();
+}
+
+void ServiceTest::start_by_shell(const std::string& prepare) const {
+  const fs::path real = folder.path() / "bin/service";
+  if (!fs::exists(real)) fs::rename(folder.program(), real);
+  write_file(folder.program(), "#!/bin/bash\n" + prepare + "\nexec bin/service \"$@\"\n");
+  fs::permissions(folder.program(), fs::perms::owner_all);
+}
+
+std::string ServiceTest::http(std::string_view request) const {
+  const TcpSocket browser = TcpSocket::connect(port);
+  browser.send(request);
+  return browser.receive_until_close();
 }
 
 void ServiceTest::expect_replies(const std::vector<Exchange>& exchanges) const {

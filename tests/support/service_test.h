@@ -26,11 +26,16 @@ class ServiceTest : public testing::Test {
 
   /// Copies these test readers beside the program, lists them in this order and starts the service.
   void start(const std::vector<std::string>& readers = {"functions"},
-             const std::vector<std::string>& arguments = {}, StartAs start_as = StartAs::kAbsolute);
+             const std::vector<std::string>& arguments = {}, const std::string& name = {});
+
+  /// Has a shell start the service from now on, which does `prepare` first.
+  void start_by_shell(const std::string& prepare) const;
 
   WsClient connect() const { return WsClient(port, options); }
   /// A request on a connection of its own.
   std::string ask(std::string_view request) const { return connect().ask(request); }
+  /// All that comes on a connection of its own after these bytes.
+  std::string http(std::string_view request) const;
   /// Sends each request as a text, as a binary message and in pieces, all on one connection.
   void expect_replies(const std::vector<Exchange>& exchanges) const;
   /// Waits until the service has closed every connection.

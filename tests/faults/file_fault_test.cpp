@@ -31,24 +31,13 @@ TEST_F(FileFaultTest, HostFileIsWrittenOnlyAsAFileOfItsOwn) {
   write_file(victim, "of somebody else");
   const std::pair<std::string, std::function<void()>> rows[] = {
       {refused + "it is a link", [&] { put_link(victim, host_file); }},
-      {refused + "it has a second name",
-       [&] {
-         fs::remove(host_file);
-         fs::create_hard_link(victim, host_file);
-       }},
+      {refused + "it has a second name", [&] { fs::create_hard_link(victim, host_file); }},
       {refused + "No such device or address", [&] { put_pipe(host_file); }},
-      {refused + "Is a directory",
-       [&] {
-         fs::remove(host_file);
-         fs::create_directory(host_file);
-       }},
-      {"Server RUNNING .",
-       [&] {
-         fs::remove(host_file);
-         write_file(host_file, std::string(9000, 'x'));
-       }},
+      {refused + "Is a directory", [&] { fs::create_directory(host_file); }},
+      {"Server RUNNING .", [&] { write_file(host_file, std::string(9000, 'x')); }},
   };
   for (const auto& [message, put] : rows) {
+    fs::remove(host_file);
     put();
     start();
     EXPECT_TRUE(said(message)) << daemon->errors();

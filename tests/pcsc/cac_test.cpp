@@ -18,42 +18,38 @@ std::string certutil(const std::string& database, std::vector<std::string> argum
   return result.output;
 }
 
-VReader* insert_card(const std::string& database, const std::string& noise) {
-  write_file(noise, "The key is of no worth.");
-  certutil(database, {"-N", "--empty-password"});
-  certutil(database, {"-S", "-n", kCertificate, "-s", "CN=MUSTERMANN.ANNA.1234567890", "-x", "-t",
-                      "u,u,u", "-z", noise, "-k", "rsa", "-g", "2048", "-m", "4660"});
-  const std::string options =
-      "db=\"" + database + "\" use_hw=no soft=(," + kReader + ",CAC,," + kCertificate + ")";
-  if (vcard_emul_init(vcard_emul_options(options.c_str())) != VCARD_EMUL_OK)
-    throw std::runtime_error("libcacard");
-  return vreader_get_reader_by_name(kReader);
-}
-
 /// A CAC of an invented person, emulated by libcacard, with one certificate. One a process.
 class CacCard {
  public:
-  CacCard() : reader(insert_card(database, folder.path() / "noise"), vreader_free) {
+  CacCard() {
+    const std::string noise = folder.path() / "noise";
+    write_file(noise, "The key is of no worth.");
+    certutil(database, {"-N", "--empty-password"});
+    certutil(database, {"-S", "-n", kCertificate, "-s", "CN=MUSTERMANN.ANNA.1234567890", "-x", "-t",
+                        "u,u,u", "-z", noise, "-k", "rsa", "-g", "2048", "-m", "4660"});
+    const std::string options =
+        "db=\"" + database + "\" use_hw=no soft=(," + kReader + ",CAC,," + kCertificate + ")";
+    vcard_emul_init(vcard_emul_options(options.c_str()));
+    reader.reset(vreader_get_reader_by_name(kReader));
     if (!reader || vreader_card_is_present(reader.get()) != VREADER_OK)
       throw std::runtime_error("libcacard: no card");
   }
 
   /// Switches the card on: once, since it would begin anew.
   std::string atr() {
-    unsigned char bytes_of_atr[64];
-    int size = sizeof bytes_of_atr;
-    vreader_power_on(reader.get(), bytes_of_atr, &size);
-    return {reinterpret_cast<char*>(bytes_of_atr), static_cast<std::size_t>(size)};
+    std::string out(64, '\0');
+    int size = static_cast<int>(out.size());
+    vreader_power_on(reader.get(), reinterpret_cast<unsigned char*>(out.data()), &size);
+    return out.substr(0, static_cast<std::size_t>(size));
   }
   /// The answer to one command, with its status.
-  std::string answer(const std::string& command) {
-    std::vector<unsigned char> bytes(command.begin(), command.end());
+  std::string answer(std::string command) {
     std::string out(65538, '\0');
     int size = static_cast<int>(out.size());
-    vreader_xfr_bytes(reader.get(), bytes.data(), static_cast<int>(bytes.size()),
+    vreader_xfr_bytes(reader.get(), reinterpret_cast<unsigned char*>(command.data()),
+                      static_cast<int>(command.size()),
                       reinterpret_cast<unsigned char*>(out.data()), &size);
-    out.resize(static_cast<std::size_t>(size));
-    return out;
+    return out.substr(0, static_cast<std::size_t>(size));
   }
   /// The certificate, DER, by the program that made it.
   std::string certificate() const { return certutil(database, {"-L", "-n", kCertificate, "-r"}); }
@@ -61,7 +57,7 @@ class CacCard {
  private:
   const TemporaryFolder folder{"cac"};  // certificate and key
   const std::string database = "sql:" + folder.path().string();
-  const std::unique_ptr<VReader, decltype(&vreader_free)> reader;
+  std::unique_ptr<VReader, decltype(&vreader_free)> reader{nullptr, vreader_free};
 };
 
 /// What a program prints about the card, as hexadecimal digits without what is between them.

@@ -7,6 +7,7 @@
 
 #include "libs/funlib.h"
 #include "tests/support/text.h"
+#include "util/os/program_path.h"
 #include "util/text/messages.h"
 
 namespace {
@@ -67,6 +68,11 @@ TEST(Funlib, SaysWhatItLacks) {
   EXPECT_FALSE(Funlib("").init(errtext));
   EXPECT_STREQ(errtext, messages::kNoLibraryName);
   EXPECT_FALSE(Funlib(std::string(400, 'l').c_str()).init(errtext)) << "a name that does not fit";
+  char path[8] = "????";
+  EXPECT_TRUE(getfilepath(path, "/a/b.so", sizeof path));
+  EXPECT_STREQ(path, "/a/b.so");
+  EXPECT_FALSE(getfilepath(path, "/a/bb.so", sizeof path));
+  EXPECT_STREQ(path, "");
 }
 
 }  // namespace

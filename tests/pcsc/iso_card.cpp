@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "readers/common/hex.h"
-#include "tests/pcsc/virtual_card.h"
+#include "tests/pcsc/pcsc_test.h"
 
 namespace {
 
@@ -75,7 +75,7 @@ std::string IsoCard::carry_out(const Parts& parts) {
   }
   if (parts.ins == 0xB2) {
     const std::vector<std::string> records = of(record_files, current, 0x6A82);
-    if (parts.p1 > records.size()) throw Refusal{0x6A83};
+    if (parts.p1 == 0 || parts.p1 > records.size()) throw Refusal{0x6A83};
     return records[parts.p1 - 1U];
   }
   if (parts.ins == 0x52) {  // of a CAC

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <future>
 
-#include "tests/pcsc/virtual_card.h"
+#include "tests/pcsc/pcsc_test.h"
 #include "tests/support/service_test.h"
 #include "util/text/messages.h"
 

@@ -9,7 +9,7 @@
 #include "readers/pcsc/profile_file.h"
 #include "readers/pcsc/step_syntax.h"
 #include "readers/pcsc/tlv.h"
-#include "tests/pcsc/virtual_card.h"
+#include "tests/pcsc/pcsc_test.h"
 
 namespace {
 

@@ -22,16 +22,3 @@ class TemporaryFolder {
  private:
   std::filesystem::path directory;
 };
-
-/// A file in a folder of its own, removed at the end.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(std::string_view bytes) { write_file(path, bytes); }
-
-  const char* name() const { return path.c_str(); }
-  std::string content() const { return read_file(path); }
-
- private:
-  const TemporaryFolder folder{"quorvel"};
-  const std::filesystem::path path = folder.path() / "file";
-};

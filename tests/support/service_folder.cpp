@@ -5,7 +5,6 @@
 #include "tests/support/child_process.h"
 
 namespace fs = std::filesystem;
-using namespace std::string_literals;
 
 ServiceFolder::ServiceFolder(const fs::path& installed, const std::string& mark) : folder(mark) {
   fs::create_directory(path() / "bin");
@@ -31,13 +30,15 @@ void ServiceFolder::write_service_ini(const std::vector<std::string>& libraries,
 
 fs::path ServiceFolder::make_certificate(const std::vector<std::string>& key) const {
   fs::path certificate = path() / "localhost-100y.cert";
-  std::vector<std::string> arguments = {"openssl", "req", "-x509", "-newkey"};
+  std::vector<std::string> arguments = {"openssl", "req",
+                                        "-x509",   "-nodes",
+                                        "-days",   "2",
+                                        "-subj",   "/CN=localhost",
+                                        "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1",
+                                        "-keyout", path() / "localhost-100y.key",
+                                        "-out",    certificate,
+                                        "-newkey"};
   arguments.insert(arguments.end(), key.begin(), key.end());
-  for (const std::string& argument :
-       {"-nodes"s, "-days"s, "2"s, "-subj"s, "/CN=localhost"s, "-addext"s,
-        "subjectAltName=DNS:localhost,IP:127.0.0.1"s, "-keyout"s,
-        (path() / "localhost-100y.key").string(), "-out"s, certificate.string()})
-    arguments.push_back(argument);
   const ProgramResult result = run_program(arguments);
   if (result.status != 0) throw std::runtime_error("openssl: " + result.errors);
   return certificate;

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "config/service_ini.h"
-#include "tests/support/files.h"
+#include "fuzz/memory_file.h"
 
 namespace {
 
@@ -54,9 +54,9 @@ const Row kRows[] = {
 TEST(AccessSettings, MistakesAreNamedAndNeverOpen) {
   for (const auto& [content, summary, part] : kRows) {
     SCOPED_TRACE(content);
-    const TemporaryFile file(content);
+    const MemoryFile file(content);
     testing::internal::CaptureStderr();
-    const AccessRules rules = read_access(ServiceIni(file.name()), 47392);
+    const AccessRules rules = read_access(ServiceIni(file.path()), 47392);
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_EQ(rules.summary(), summary);
     EXPECT_NE(said.find(part), std::string::npos) << said;

@@ -4,14 +4,14 @@
 
 #include <string>
 
-#include "tests/support/files.h"
+#include "fuzz/memory_file.h"
 
 namespace {
 
 TEST(Ini, KeepsWhatItReadWhenAnotherFileCannotBeOpened) {
-  const TemporaryFile file("[S]\nx=7\n");
+  const MemoryFile file("[S]\nx=7\n");
   CIni ini;
-  ASSERT_EQ(ini.OpenFile(file.name(), "r"), 0);
+  ASSERT_EQ(ini.OpenFile(file.path().c_str(), "r"), 0);
   testing::internal::CaptureStdout();
   EXPECT_EQ(ini.OpenFile("/nonexistent/q.ini", "r"), 2);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "open inifile /nonexistent/q.ini error!\n");
@@ -22,10 +22,10 @@ TEST(Ini, KeepsWhatItReadWhenAnotherFileCannotBeOpened) {
 }
 
 TEST(Ini, PutsASectionWhereTheFileIsOpenForWriting) {
-  const TemporaryFile file("[S]\nx=7\n");
+  const MemoryFile file("[S]\nx=7\n");
   {
     CIni ini;
-    ini.OpenFile(file.name(), "r+");
+    ini.OpenFile(file.path().c_str(), "r+");
     ini.PutStr("T", "y", "8");
   }
   EXPECT_EQ(file.content(), "[S]\nx=7\n[T]\ny=8\n");

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/support/files.h"
+#include "fuzz/memory_file.h"
 
 namespace {
 
@@ -44,12 +44,12 @@ const Row kRows[] = {
 TEST(ServiceIni, TakesAPortOrSaysWhatIsWrong) {
   for (const auto& [content, port, part] : kRows) {
     SCOPED_TRACE(content);
-    const TemporaryFile file(content);
+    const MemoryFile file(content);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(ServiceIni(file.name()).listening_port(), port);
+    EXPECT_EQ(ServiceIni(file.path()).listening_port(), port);
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_NE(said.find(part), std::string::npos) << said;
-    EXPECT_EQ(said.find(file.name()) == std::string::npos, *part == '\0') << said;
+    EXPECT_EQ(said.find(file.path()) == std::string::npos, *part == '\0') << said;
   }
 }
 

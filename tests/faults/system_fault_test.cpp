@@ -52,7 +52,7 @@ TEST_F(SystemFaultTest, FullDiskLeavesTheSettingsAsTheyWere) {
   start();
   const std::string settings = "[SERVER]\nSERVER_IP=1\nSERVER_PORT=2\n";
   // A part of what the new address takes finds room.
-  const std::string before = settings + std::string(kRoom - settings.size() - 5, ';');
+  const std::string before = settings + std::string(kRoom - settings.size() - 2, ';');
   write_file(folder.server_ini(), before);
   const TcpSocket listener = TcpSocket::listen(8);
   const std::string listening = std::to_string(listener.local_port());

@@ -43,12 +43,13 @@ class CacCard {
     return out.substr(0, static_cast<std::size_t>(size));
   }
   /// The answer to one command, with its status.
-  std::string answer(std::string command) {
+  std::string answer(const std::string& command) {
+    std::string in = command;
     std::string out(65538, '\0');
     int size = static_cast<int>(out.size());
-    vreader_xfr_bytes(reader.get(), reinterpret_cast<unsigned char*>(command.data()),
-                      static_cast<int>(command.size()),
-                      reinterpret_cast<unsigned char*>(out.data()), &size);
+    vreader_xfr_bytes(reader.get(), reinterpret_cast<unsigned char*>(in.data()),
+                      static_cast<int>(in.size()), reinterpret_cast<unsigned char*>(out.data()),
+                      &size);
     return out.substr(0, static_cast<std::size_t>(size));
   }
   /// The certificate, DER, by the program that made it.

@@ -6,7 +6,7 @@ import path from 'node:path';
 import {fileURLToPath} from 'node:url';
 import {build} from 'esbuild';
 
-const TESTS = fileURLToPath(new URL('..', import.meta.url));
+const ROOT = fileURLToPath(new URL('../..', import.meta.url));
 const {compileScript, parse} = createRequire(import.meta.url)('vue/compiler-sfc');
 
 /** File of the example, and what an application writes to show it in #app. */
@@ -37,7 +37,7 @@ export async function bundleExample({file, main}, project) {
   const {outputFiles} = await build({
     stdin: {contents: main.replace('EXAMPLE', `./${file}`), resolveDir: folder},
     bundle: true, write: false, minify: true, format: 'esm', jsx: 'automatic', logLevel: 'silent',
-    nodePaths: [path.join(TESTS, 'node_modules')], plugins: [singleFileComponents],
+    nodePaths: [path.join(ROOT, 'node_modules')], plugins: [singleFileComponents],
     define: {'process.env.NODE_ENV': '"production"', __VUE_OPTIONS_API__: 'false', __VUE_PROD_DEVTOOLS__: 'false',
              __VUE_PROD_HYDRATION_MISMATCH_DETAILS__: 'false'},
   });

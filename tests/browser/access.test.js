@@ -2,14 +2,11 @@
 // own page, and a page that has its name lead to this machine.
 
 import assert from 'node:assert/strict';
-import {once} from 'node:events';
 import fs from 'node:fs';
-import http from 'node:http';
-import https from 'node:https';
 import {after, before, describe, it} from 'node:test';
 import {firefox} from 'playwright-core';
 import {makeCertificate, Service} from '../client/service.js';
-import {connected, expectText, launch, openPage} from './chromium.js';
+import {connected, expectText, launch, openPage, startSite} from './chromium.js';
 
 const BROWSERS = {
   Chromium: {
@@ -29,16 +26,19 @@ const BROWSERS = {
   },
 };
 
-/** Serves quorvel.js and, under every other path, a page. */
-async function startSite(service, scheme) {
-  const file = (name) => fs.readFileSync(service.file(name));
-  const script = file('mount-origin/quorvel.js');
-  const answer = ({url}, response) => response.setHeader('content-type', url === '/quorvel.js' ? 'text/javascript' : 'text/html')
-    .end(url === '/quorvel.js' ? script : '<!DOCTYPE html><title>shop</title>');
-  const site = scheme === 'https' ? https.createServer({key: file('site.key'), cert: file('site.cert')}, answer)
-    : http.createServer(answer);
-  await once(site.listen(0, '127.0.0.1').unref(), 'listening');
-  return site;
+/** A service and a site whose pages can have quorvel.js; `origin` names the latter under another host. */
+async function startBoth(scheme, tls) {
+  const service = await Service.started({tls});
+  const site = await startSite({'/quorvel.js': fs.readFileSync(service.file('mount-origin/quorvel.js'))},
+                               scheme === 'https' && makeCertificate(service.file('site')));
+  return {
+    service,
+    origin: (host) => `${scheme}://${host}.test:${site.port}`,
+    remove() {
+      site.close();
+      return service.remove();
+    },
+  };
 }
 
 /** What a page's call of the service comes to; the page keeps its client. */
@@ -57,10 +57,7 @@ for (const [name, {start, options, refused}] of Object.entries(BROWSERS)) {
 
     for (const [scheme, tls] of [['http', false], ['https', false], ['https', true]]) {
       it(`lets in whom the service names, from ${scheme} pages, ${tls ? 'over TLS' : 'without TLS'}`, async () => {
-        const service = await Service.started({tls});
-        makeCertificate(service.file('site'));
-        const site = await startSite(service, scheme);
-        const origin = (host) => `${scheme}://${host}.test:${site.address().port}`;
+        const {service, origin, remove} = await startBoth(scheme, tls);
         try {
           await service.restrict('listen=loopback', `origin1=${origin('portal')}`);
           for (const [host, outcome] of [['portal', 'true'], ['other', refused]]) {
@@ -77,8 +74,7 @@ for (const [name, {start, options, refused}] of Object.entries(BROWSERS)) {
           assert.doesNotMatch(await page.content(), /quorvel/i);
           await page.close();
         } finally {
-          site.close();
-          await service.remove();
+          await remove();
         }
       });
     }
@@ -87,22 +83,19 @@ for (const [name, {start, options, refused}] of Object.entries(BROWSERS)) {
 
 it('serves a refused page without a reload once its site or host is named', async () => {
   const browser = await BROWSERS.Chromium.start();
-  const service = await Service.started();
-  const site = await startSite(service, 'http');
-  const origin = `http://portal.test:${site.address().port}`;
+  const {service, origin, remove} = await startBoth('http', false);
   const own = await openPage(browser, service.page.replace('localhost', 'other.test'));
   await connected(own.page);
   await service.restrict('origin1=https://another.test');
-  const {page} = await openPage(browser, origin);
+  const {page} = await openPage(browser, origin('portal'));
   assert.equal(await called(page, service.url), 'refused');
-  assert.match(await page.evaluate(() => window.q.error.message), new RegExp(`quorvel-policy ${origin}`));
+  assert.match(await page.evaluate(() => window.q.error.message), new RegExp(`quorvel-policy ${origin('portal')}`));
   await expectText(own.page, '#state', 'does not admit');
   await expectText(own.page, '#help-host', 'host1=other.test');
-  await service.restrict(`origin1=${origin}`, 'host1=other.test');
+  await service.restrict(`origin1=${origin('portal')}`, 'host1=other.test');
   await page.waitForFunction(() => window.q.state === 'open');
   await connected(own.page);
-  await expectText(own.page, '#access', origin);
+  await expectText(own.page, '#access', origin('portal'));
   await browser.close();
-  site.close();
-  await service.remove();
+  await remove();
 });

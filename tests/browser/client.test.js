@@ -1,81 +1,112 @@
-// quorvel.js on pages that the service did not deliver: development servers, policies, examples.
+// quorvel.js on pages that the service did not deliver: the browser's permission, policies, examples.
 
 import assert from 'node:assert/strict';
-import {execFileSync} from 'node:child_process';
 import {once} from 'node:events';
 import fs from 'node:fs';
-import http from 'node:http';
-import os from 'node:os';
-import path from 'node:path';
+import {createRequire} from 'node:module';
+import {fileURLToPath} from 'node:url';
 import {after, before, it} from 'node:test';
+import {build} from 'esbuild';
 import {WebSocket} from 'ws';
-import {bundleExample, EXAMPLES} from '../client/examples.js';
-import {Service} from '../client/service.js';
-import {expectText, launch, openPage} from './chromium.js';
+import {Project} from '../client/project.js';
+import {makeCertificate, Service} from '../client/service.js';
+import {expectText, launch, openPage, startSite} from './chromium.js';
 
-const STAGE = process.env.QUORVEL_STAGE;
-const CLIENT = fs.readFileSync(path.join(STAGE, 'client/quorvel.js'));
+const NODE_MODULES = fileURLToPath(new URL('../../node_modules', import.meta.url));
+const {compileScript, parse} = createRequire(import.meta.url)('vue/compiler-sfc');
+const APPLICATION = '<!DOCTYPE html><div id="app"></div><script type="module" src="page.js"></script>';
+// Each example with its page, and what an application writes to show it in #app.
+const EXAMPLES = [
+  ['page.js', 'page.html', 'import "EXAMPLE";'],
+  ['react.jsx', undefined, `
+    import {createElement} from 'react';
+    import {createRoot} from 'react-dom/client';
+    import {CardReader} from 'EXAMPLE';
+    createRoot(document.getElementById('app')).render(createElement(CardReader));`],
+  ['CardReader.vue', undefined, `
+    import {createApp} from 'vue';
+    import CardReader from 'EXAMPLE';
+    createApp(CardReader).mount('#app');`],
+];
+const singleFileComponents = {
+  name: 'vue',
+  setup: ({onLoad}) => onLoad({filter: /\.vue$/}, ({path}) => ({
+    contents: compileScript(parse(fs.readFileSync(path, 'utf8')).descriptor, {id: 'example', inlineTemplate: true}).content,
+    loader: 'js',
+  })),
+};
 
-let browser, service, site, origin;
-let files = {};     // path → [media type, content]
-let headers = {};
+/** The program as one script, as an application's build makes it. */
+async function bundled(program, resolveDir) {
+  const {outputFiles: [{text}]} = await build({
+    stdin: {contents: program, resolveDir}, nodePaths: [NODE_MODULES], plugins: [singleFileComponents],
+    bundle: true, write: false, minify: true, format: 'esm', jsx: 'automatic', logLevel: 'silent',
+    define: {'process.env.NODE_ENV': '"production"', __VUE_OPTIONS_API__: 'false', __VUE_PROD_DEVTOOLS__: 'false',
+             __VUE_PROD_HYDRATION_MISMATCH_DETAILS__: 'false'},
+  });
+  return text;
+}
+
+let browser, service, project, local, shop;
 before(async () => {
-  browser = await launch();
   service = await Service.started();
-  site = http.createServer(({url}, response) => {
-    const [type, content] = files[url] ?? ['text/html', '<!DOCTYPE html><title>shop</title><div id="app"></div>'];
-    response.writeHead(200, {'content-type': type, ...headers}).end(content);
-  }).listen(0, '127.0.0.1').unref();
-  await once(site, 'listening');
-  origin = `http://localhost:${site.address().port}`;
-  files = {'/quorvel.js': ['text/javascript', CLIENT]};
+  project = new Project();
+  local = await startSite({'/quorvel.js': fs.readFileSync(project.path('quorvel.js'))});
+  shop = await startSite({'/lib/quorvel.js': fs.readFileSync(service.file('mount-origin/quorvel.js'))},
+                         makeCertificate(service.file('shop')));
+  browser = await launch('--host-resolver-rules=MAP shop.test 127.0.0.1',
+                         `--ip-address-space-overrides=127.0.0.1:${shop.port}=public`);
 });
 after(async () => {
   await browser.close();
-  site.close();
+  local.close();
+  shop.close();
+  project.remove();
   await service.remove();
 });
 
-it('looks for the service at its own port, not at that of a development server', async () => {
-  const {page} = await openPage(browser, origin);
-  const urls = await page.evaluate(async () => {
-    const {Quorvel} = await import('/quorvel.js');
-    return [new Quorvel().url, new Quorvel({tls: true}).url];
+for (const [permissions, outcome] of [[['local-network-access'], {data: {present: 'true'}, state: 'open'}],
+                                      [[], {kind: 'permission', permission: 'denied', state: 'idle'}]]) {
+  it(permissions.length ? 'works once the browser allows it' : 'is told that the browser forbids it', async () => {
+    const {page} = await openPage(browser, `https://shop.test:${shop.port}`, {permissions});
+    const got = await page.evaluate(async (url) => {
+      const {Quorvel} = await import('/lib/quorvel.js');
+      const q = new Quorvel({url});
+      const {kind, permission, data} = await q.call('cardpresent').catch((error) => error);
+      return JSON.stringify({kind, permission, data, state: q.state, usual: new Quorvel().url});
+    }, service.url);
+    assert.deepEqual(JSON.parse(got), {...outcome, usual: 'ws://127.0.0.1:47392/'});
   });
-  assert.deepEqual(urls, ['ws://127.0.0.1:47392/', 'wss://127.0.0.1:47392/']);
-});
+}
 
 it('tells at once that the page\'s policy blocks the connection, in a page and in a worker', async () => {
-  headers = {'content-security-policy': "default-src 'self'; connect-src 'self'"};
-  files['/worker.js'] = ['text/javascript', `
+  const policy = 'content-security-policy';
+  local.headers[policy] = "default-src 'self'; connect-src 'self'";
+  local.files['/worker.js'] = `
     import {Quorvel} from '/quorvel.js';
-    onmessage = ({data}) => new Quorvel({url: data}).connect().catch(({kind, message}) => postMessage([kind, message]));`];
-  const {page} = await openPage(browser, origin);
+    onmessage = ({data}) => new Quorvel({url: data}).connect().catch(({kind, message}) => postMessage([kind, message]));`;
+  const {page} = await openPage(browser, `http://localhost:${local.port}`);
   const outcomes = await page.evaluate(async (url) => {
     const {Quorvel} = await import('/quorvel.js');
     const q = new Quorvel({url, lang: 'zh'});
-    const {kind, message} = await q.connect({timeout: 5000}).catch((error) => error);
+    const {kind, message} = await q.connect().catch((error) => error);
     const worker = new Worker('/worker.js', {type: 'module'});
     worker.postMessage(url);
     return [[kind, message, q.state], await new Promise((resolve) => { worker.onmessage = ({data}) => resolve(data); })];
   }, service.url);
-  headers = {};
+  delete local.headers[policy];
   assert.deepEqual(outcomes, [
     ['permission', `本页 Content-Security-Policy 的 connect-src 缺少 ${service.url}`, 'idle'],
     ['permission', `${service.url} is missing in connect-src of this page's Content-Security-Policy`],
   ]);
 });
 
-it('runs the examples', async () => {
-  const project = fs.mkdtempSync(path.join(os.tmpdir(), 'quorvel-examples-'));
-  const tarball = fs.readdirSync(`${STAGE}/client`).find((name) => name.endsWith('.tgz'));
-  const options = ['--offline', '--no-audit', '--no-fund', '--prefix', project];
-  execFileSync('npm', ['install', ...options, `${STAGE}/client/${tarball}`]);
-  files['/page.html'] = ['text/html', fs.readFileSync(`${STAGE}/client/examples/page.html`)];
-  files['/app.html'] = ['text/html', '<!DOCTYPE html><div id="app"></div><script type="module" src="page.js"></script>'];
-  for (const example of EXAMPLES) {
-    files['/page.js'] = ['text/javascript', await bundleExample(example, project)];
-    const page = await browser.newPage();
+for (const [file, html, main] of EXAMPLES) {
+  it(`runs the example ${file}`, async () => {
+    const folder = project.path('examples');
+    local.files['/page.html'] = html ? fs.readFileSync(`${folder}/${html}`) : APPLICATION;
+    local.files['/page.js'] = await bundled(main.replace('EXAMPLE', `./${file}`), folder);
+    const {page} = await openPage(browser, 'about:blank');
     // The examples take the usual address, at which another service may run: they are led to this one.
     await page.routeWebSocket('ws://127.0.0.1:47392/', (route) => {
       const socket = new WebSocket(service.url, 'ws');
@@ -84,10 +115,8 @@ it('runs the examples', async () => {
       socket.on('message', (data) => route.send(String(data)));
       route.onClose(() => socket.close());
     });
-    await page.goto(`${origin}${example.file === 'page.js' ? '/page.html' : '/app.html'}`);
+    await page.goto(`http://localhost:${local.port}/page.html`);
     await page.getByRole('button', {name: '读卡'}).click();
     await expectText(page, '[role=status]', '张三，999999199001010014');
-    await page.close();
-  }
-  fs.rmSync(project, {recursive: true});
-});
+  });
+}

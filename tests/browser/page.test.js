@@ -1,12 +1,10 @@
 // The status and test page and quorvel.js in a real browser, against the installed service.
 
 import assert from 'node:assert/strict';
-import {once} from 'node:events';
 import fs from 'node:fs';
-import https from 'node:https';
 import net from 'node:net';
 import {after, before, describe, it} from 'node:test';
-import {freePort, makeCertificate, Service} from '../client/service.js';
+import {freePort, Service} from '../client/service.js';
 import {connected, expectText, launch, openPage, send} from './chromium.js';
 
 // Texts of util/text/messages.h.in that are the reason of no reply.
@@ -22,7 +20,7 @@ for (const tls of [false, true]) {
   describe(`over ${tls ? 'https' : 'http'}`, () => {
     let service, page, complaints;
     before(async () => {
-      service = await Service.started({tls, cards: '\n[slow]\nname=slow\ndelay_ms=1000\n'});
+      service = await Service.started({tls});
       ({page, complaints} = await openPage(browser, service.page));
       await connected(page);
     });
@@ -71,27 +69,14 @@ for (const tls of [false, true]) {
     });
 
     it('cancels a request that takes long, by the button and by the keyboard', async () => {
+      service.hang(true);
       for (const cancel of [() => page.click('#cancel'), () => page.click('#cancel-read'), () => page.keyboard.press('Escape')]) {
-        await send(page, '{"fid":"readcardbas","data":{"person":"slow"}}');
+        await send(page, 'readcardbas');
         await cancel();
         await expectText(page, '#outcome', 'Cancelled');
         await page.waitForSelector('#cancel', {state: 'hidden'});
       }
-    });
-
-    it('answers 20 requests at once on each of two sockets, in order', async () => {
-      const names = await page.evaluate((url) => Promise.all([0, 1].map((which) => new Promise((resolve, reject) => {
-        const socket = new WebSocket(url, 'ws');
-        const got = [];
-        const person = (i) => ((i + which) % 2 ? 'lisi' : 'zhangsan');
-        socket.onopen = () => {
-          for (let i = 0; i < 20; i++) socket.send(JSON.stringify({fid: 'readcardbas', data: {person: person(i)}}));
-        };
-        socket.onmessage = ({data}) => { if (got.push(JSON.parse(data).data.name) === 20) resolve(got); };
-        socket.onclose = reject;
-      }))), service.url);
-      const expected = (which) => Array.from({length: 20}, (_, i) => ((i + which) % 2 ? '李四' : '张三'));
-      assert.deepEqual(names, [expected(0), expected(1)]);
+      service.hang(false);
     });
 
     it('shows the server address and changes it to one that answers only', async () => {
@@ -145,40 +130,3 @@ for (const tls of [false, true]) {
     });
   });
 }
-
-describe('from a page of another site', () => {
-  let service, site, origin, guarded;
-  before(async () => {
-    service = await Service.started();
-    makeCertificate(service.file('site'));
-    const [key, cert, script] = ['site.key', 'site.cert', 'mount-origin/quorvel.js'].map((name) => fs.readFileSync(service.file(name)));
-    site = https.createServer({key, cert}, ({url}, response) => {
-      if (url === '/lib/quorvel.js') response.setHeader('content-type', 'text/javascript').end(script);
-      else response.setHeader('content-type', 'text/html').end('<title>shop</title>');
-    }).listen(0, '127.0.0.1').unref();
-    await once(site, 'listening');
-    origin = `https://shop.test:${site.address().port}`;
-    guarded = await launch('--host-resolver-rules=MAP shop.test 127.0.0.1',
-                           `--ip-address-space-overrides=127.0.0.1:${site.address().port}=public`);
-  });
-  after(async () => {
-    await guarded.close();
-    site.close();
-    await service.remove();
-  });
-
-  for (const [permissions, outcome] of [[['local-network-access'], {data: {present: 'true'}, state: 'open'}],
-                                        [[], {kind: 'permission', permission: 'denied', state: 'idle'}]]) {
-    it(permissions.length ? 'works once the browser allows it' : 'is told that the browser forbids it', async () => {
-      const {page} = await openPage(guarded, origin, {permissions});
-      const got = await page.evaluate(async (url) => {
-        const {Quorvel} = await import('/lib/quorvel.js');
-        const q = new Quorvel({url});
-        const {kind, permission, data} = await q.call('cardpresent').catch((error) => error);
-        return JSON.stringify({kind, permission, data, state: q.state, usual: new Quorvel().url});
-      }, service.url);
-      assert.deepEqual(JSON.parse(got), {...outcome, usual: 'ws://127.0.0.1:47392/'});
-    });
-  }
-});
-

@@ -31,10 +31,11 @@ export async function freePort() {
   }
 }
 
-/** Makes FILE.key and FILE.cert for localhost. */
+/** Makes FILE.key and FILE.cert for localhost and returns what they hold. */
 export function makeCertificate(file) {
   execFileSync('openssl', ['req', '-x509', '-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256', '-nodes', '-days', '2',
                            '-subj', '/CN=localhost', '-keyout', `${file}.key`, '-out', `${file}.cert`], {stdio: 'ignore'});
+  return {key: fs.readFileSync(`${file}.key`), cert: fs.readFileSync(`${file}.cert`)};
 }
 
 export class Service {

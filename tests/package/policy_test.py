@@ -44,13 +44,18 @@ class PolicyTest(unittest.TestCase):
         others = {"policies": {"DisableTelemetry": True,
                                "LocalNetworkAccess": {"SkipDomains": ["other.example"]}}}
         self.write(FIREFOX, json.dumps(others))
+        rival = CHROME.replace("quorvelserver", "organisation")
+        self.write(rival, '{"LoopbackNetworkAllowedForUrls": []}')
+        longest = "x" * 63 + ".example"
         for _ in range(2):
-            self.assertEqual(self.run_policy("Portal.example:8443", "https://[*.]b.example/").returncode, 0)
-        sites = ["https://portal.example:8443", "https://[*.]b.example"]
+            result = self.run_policy("Portal.example:65535", "https://[*.]b.example/", "1.2.3.4:1", longest)
+            self.assertEqual(result.returncode, 0)
+            self.assertIn(rival, result.stderr)
+        sites = ["https://portal.example:65535", "https://[*.]b.example", "https://1.2.3.4:1", f"https://{longest}"]
         self.assertEqual(self.read(CHROME), {"LocalNetworkAccessAllowedForUrls": sites,
                                              "LoopbackNetworkAllowedForUrls": sites})
         self.assertEqual(self.read(FIREFOX)["policies"]["LocalNetworkAccess"]["SkipDomains"],
-                         ["other.example", "portal.example", "*.b.example"])
+                         ["other.example", "portal.example", "*.b.example", "1.2.3.4", longest])
         self.assertEqual(self.run_policy("--remove", *sites).returncode, 0)
         self.assertEqual(self.read(FIREFOX), others)
         self.assertFalse((self.root / CHROME).exists())
@@ -109,13 +114,15 @@ class PolicyTest(unittest.TestCase):
             self.assertIn(SERVICE, self.run_policy(*extra).stderr)
         self.assertEqual((self.root / SERVICE).read_bytes(), full)
 
-    def test_keeps_owner_and_mode_of_the_service_file(self):
+    def test_keeps_owner_and_mode_of_the_service_file_and_lets_browsers_read_theirs(self):
         os.chmod(self.root / SERVICE, 0o640)
         owner = (1, 1) if os.geteuid() == 0 else (os.geteuid(), os.getegid())
         os.chown(self.root / SERVICE, *owner)
-        self.assertEqual(self.run_policy("a").returncode, 0)
+        self.assertEqual(self.run_policy("a", umask=0o077).returncode, 0)
         status = (self.root / SERVICE).stat()
         self.assertEqual((status.st_mode & 0o777, status.st_uid, status.st_gid), (0o640, *owner))
+        for path in (self.root / "etc").rglob("*"):
+            self.assertEqual(path.stat().st_mode & 0o777, 0o755 if path.is_dir() else 0o644, path)
 
     def test_lists_both_sides_and_says_where_they_differ_and_what_changes_for_others(self):
         self.write(CHROME, '{"LocalNetworkAccessAllowedForUrls": ["https://old"], "LoopbackNetworkAllowedForUrls": ["https://old"]}')
@@ -139,11 +146,6 @@ class PolicyTest(unittest.TestCase):
             self.assertEqual("network.lna.websocket.enabled" in self.read(FIREFOX)["policies"]["Preferences"], asks)
         self.assertEqual(self.read(FIREFOX), {"policies": {"Preferences": {"x.y": {"Value": 1}}}})
 
-    def test_takes_hosts_and_ports_up_to_their_limits(self):
-        sites = [f"https://{site}" for site in ("a", "x" * 63 + ".example", "1.2.3.4:1", "portal.example:65535")]
-        self.assertEqual(self.run_policy(*sites).returncode, 0)
-        self.assertEqual(self.read(CHROME)["LoopbackNetworkAllowedForUrls"], sites)
-
     def test_runs_at_once_lose_no_site_and_leave_no_other_file(self):
         sites = [f"https://site{number}.example" for number in range(12)]
         for run in [subprocess.Popen(self.command(site), stdout=subprocess.DEVNULL) for site in sites]:
@@ -153,11 +155,6 @@ class PolicyTest(unittest.TestCase):
         left = {path.name for folder in ("bin", "etc", "libexec") for path in (self.root / folder).rglob("*") if path.is_file()}
         self.assertEqual({name for name in left if not name.endswith(".py")},
                          {"quorvelserver.json", "policies.json", "quorvel_service.ini", "quorvel-policy"})
-
-    def test_browsers_can_read_the_files_whatever_the_umask(self):
-        self.assertEqual(self.run_policy("portal.example", umask=0o077).returncode, 0)
-        for path in (self.root / "etc").rglob("*"):
-            self.assertEqual(path.stat().st_mode & 0o777, 0o755 if path.is_dir() else 0o644, path)
 
     def test_writes_through_a_link_within_the_system_and_refuses_one_that_leads_out(self):
         self.write("srv/policies.json", '{"policies": {"DisableTelemetry": true}}')
@@ -182,11 +179,6 @@ class PolicyTest(unittest.TestCase):
         result = self.run_policy("portal.example", **user)
         self.assertEqual(result.returncode, 1)
         self.assertRegex(result.stderr, "run this with sudo")
-
-    def test_warns_of_another_file_that_sets_the_same_policy(self):
-        rival = CHROME.replace("quorvelserver", "organisation")
-        self.write(rival, '{"LoopbackNetworkAllowedForUrls": []}')
-        self.assertIn(rival, self.run_policy("portal.example").stderr)
 
 
 unittest.main()

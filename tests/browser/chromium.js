@@ -24,8 +24,11 @@ export async function openPage(where, url, options = {}) {
 
 export const connected = (page) => page.waitForSelector('#connection[data-state=open]');
 
-export const expectText = (page, selector, wanted) => page.waitForFunction(
-  ([place, part]) => document.querySelector(place).textContent.includes(part), [selector, wanted]);
+/** Waits for text in which `wanted` occurs, or for none if it is ''. */
+export const expectText = (page, selector, wanted) => page.waitForFunction(([place, part]) => {
+  const {textContent} = document.querySelector(place);
+  return part === '' ? textContent === '' : textContent.includes(part);
+}, [selector, wanted]);
 
 /** Sends a request text with the page's form. */
 export async function send(page, request) {

@@ -5,16 +5,14 @@
 import assert from 'node:assert/strict';
 import {once} from 'node:events';
 import fs from 'node:fs';
-import net from 'node:net';
 import {after, before, describe, it} from 'node:test';
 import specs from '@asyncapi/specs';
 import Ajv from 'ajv';
 import {WebSocket} from 'ws';
 import {parse} from 'yaml';
 import {Project} from '../client/project.js';
-import {Service} from '../client/service.js';
+import {freePort, Service} from '../client/service.js';
 
-const FIRST_PORT = 80, LAST_PORT = 99;  // two digits, since replies pad the port
 // Requests beside the examples, and whether they are described as ones that may succeed.
 const MORE = [
   ['{"fid":"readcardbas","data":{"itype":1,"bae140":"3","person":"lisi"}}', true],
@@ -68,16 +66,6 @@ it('leaves no member of the service\'s and the demo library\'s replies to chance
   }
 });
 
-async function refusingPort() {
-  for (let port = FIRST_PORT; port <= LAST_PORT; port++) {
-    const socket = net.connect(port, '127.0.0.1');
-    const refused = await once(socket, 'connect').then(() => false, () => true);
-    socket.destroy();
-    if (refused) return port;
-  }
-  throw new Error(`something listens on every port from ${FIRST_PORT} to ${LAST_PORT}`);
-}
-
 /** The text with "...  (102,400 bytes)" at its end filled up to that length. */
 function written(text) {
   const [, start, size] = /^(.*)\.\.\. +\(([\d,]+) bytes\)$/.exec(text) ?? [];
@@ -89,7 +77,7 @@ describe('the service', () => {
   let service, socket, closed;
   before(async () => {
     service = await Service.started();
-    closed = await refusingPort();
+    closed = await freePort();
     socket = new WebSocket(service.url, 'ws');
     await once(socket, 'open');
   });
@@ -125,7 +113,7 @@ describe('the service', () => {
   for (const i of requests) {
     it(`line ${i + 1}: ${lines[i]}`, async () => {
       const here = (text) => text.slice(2).replace('"port":47392', `"port":${service.port}`)
-        .replace('"uptime":"86400"', '"uptime":"0"').replace('"port":80', `"port":${closed}`).replace('127.0.0.1:80 ', `127.0.0.1:${closed} `);
+        .replace('"uptime":"86400"', '"uptime":"0"').replace('"port":80', `"port":${closed}`).replace('127.0.0.1:80  ', `127.0.0.1:${closed}`);
       const text = here(lines[i]);
       const reply = (await ask(written(text))).replace(/"uptime":"\d+"/, '"uptime":"0"');
       const [expected, rest] = here(lines[i + 1]).split(' ...');

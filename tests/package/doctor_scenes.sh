@@ -4,14 +4,14 @@
 echo "== doctor"
 doctor() { inside quorvel-doctor "$@" >"$work/doctor" 2>&1; }
 finds() { grep -q -- "$1" "$work/doctor"; }
-ini=${root%/}$program/bin/quorvel_service.ini
+ini=$root$program/bin/quorvel_service.ini
 printf '[ACCESS]\nlisten=loopback\n' >>"$ini"
 start
 check "doctor complains of a good installation: $(doctor || cat "$work/doctor")" doctor
 check "a plain user's doctor complains" inside setpriv --reuid=nobody --regid=nogroup --clear-groups quorvel-doctor >/dev/null
 check "doctor left something behind" [ -z "$(inside find $program -name __pycache__)" ]
 
-install -D -m 644 "${root%/}$program/bin/libquorveldemo.so" "${root%/}/home/maker/libreader.so"
+install -D -m 644 "$root$program/bin/libquorveldemo.so" "$root/home/maker/libreader.so"
 cp "$ini" "$work/ini"
 sed -i 's,^lib1=.*,lib1=libquorveldemo.so\nlib2=/home/maker/libreader.so,' "$ini"
 check_not "doctor finds no fault before the restart" doctor

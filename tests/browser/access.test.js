@@ -27,18 +27,13 @@ const BROWSERS = {
 };
 
 /** A service and a site whose pages can have quorvel.js; `origin` names the latter under another host. */
-async function startBoth(scheme, tls) {
+async function startBoth(test, scheme, tls) {
   const service = await Service.started({tls});
+  test.after(() => service.remove());
   const site = await startSite({'/quorvel.js': fs.readFileSync(service.file('mount-origin/quorvel.js'))},
                                scheme === 'https' && makeCertificate(service.file('site')));
-  return {
-    service,
-    origin: (host) => `${scheme}://${host}.test:${site.port}`,
-    remove() {
-      site.close();
-      return service.remove();
-    },
-  };
+  test.after(() => site.close());
+  return {service, origin: (host) => `${scheme}://${host}.test:${site.port}`};
 }
 
 /** What a page's call of the service comes to; the page keeps its client. */
@@ -56,34 +51,31 @@ for (const [name, {start, options, refused}] of Object.entries(BROWSERS)) {
     after(() => browser.close());
 
     for (const [scheme, tls] of [['http', false], ['https', false], ['https', true]]) {
-      it(`lets in whom the service names, from ${scheme} pages, ${tls ? 'over TLS' : 'without TLS'}`, async () => {
-        const {service, origin, remove} = await startBoth(scheme, tls);
-        try {
-          await service.restrict('listen=loopback', `origin1=${origin('portal')}`);
-          for (const [host, outcome] of [['portal', 'true'], ['other', refused]]) {
-            const {page} = await openPage(browser, origin(host), options);
-            assert.equal(await called(page, service.url), outcome, host);
-            await page.close();
-          }
-          const {page} = await openPage(browser, service.page);
-          await connected(page);
-          await expectText(page, '#access', origin('portal'));
-          // Its name leads to this machine, and it would be the service's own page.
-          const rebound = await page.goto(service.page.replace('localhost', 'other.test'));
-          assert.equal(rebound.status(), 403);
-          assert.doesNotMatch(await page.content(), /quorvel/i);
+      it(`lets in whom the service names, from ${scheme} pages, ${tls ? 'over TLS' : 'without TLS'}`, async (test) => {
+        const {service, origin} = await startBoth(test, scheme, tls);
+        await service.restrict('listen=loopback', `origin1=${origin('portal')}`);
+        for (const [host, outcome] of [['portal', 'true'], ['other', refused]]) {
+          const {page} = await openPage(browser, origin(host), options);
+          assert.equal(await called(page, service.url), outcome, host);
           await page.close();
-        } finally {
-          await remove();
         }
+        const {page} = await openPage(browser, service.page);
+        await connected(page);
+        await expectText(page, '#access', origin('portal'));
+        // Its name leads to this machine, and it would be the service's own page.
+        const rebound = await page.goto(service.page.replace('localhost', 'other.test'));
+        assert.equal(rebound.status(), 403);
+        assert.doesNotMatch(await page.content(), /quorvel/i);
+        await page.close();
       });
     }
   });
 }
 
-it('serves a refused page without a reload once its site or host is named', async () => {
+it('serves a refused page without a reload once its site or host is named', async (test) => {
   const browser = await BROWSERS.Chromium.start();
-  const {service, origin, remove} = await startBoth('http', false);
+  test.after(() => browser.close());
+  const {service, origin} = await startBoth(test, 'http', false);
   const own = await openPage(browser, service.page.replace('localhost', 'other.test'));
   await connected(own.page);
   await service.restrict('origin1=https://another.test');
@@ -96,6 +88,4 @@ it('serves a refused page without a reload once its site or host is named', asyn
   await page.waitForFunction(() => window.q.state === 'open');
   await connected(own.page);
   await expectText(own.page, '#access', origin('portal'));
-  await browser.close();
-  await remove();
 });

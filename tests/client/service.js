@@ -1,6 +1,6 @@
 // The installed service in a temporary copy, on a free port. QUORVEL_STAGE names the installation.
 
-import {execFileSync} from 'node:child_process';
+import {execFileSync, spawnSync} from 'node:child_process';
 import {once} from 'node:events';
 import fs from 'node:fs';
 import net from 'node:net';
@@ -65,15 +65,17 @@ export class Service {
     execFileSync('bin/quorvelserver', this.tls ? ['-s'] : [], {cwd: this.dir, stdio: ['ignore', log, log]});
     fs.closeSync(log);
     await until('the service listens', () => fs.readFileSync(this.file('log'), 'latin1').includes('Server RUNNING'));
-    const exe = this.file('bin/quorvelserver');
-    this.pid = fs.readdirSync('/proc').filter(Number).find((pid) => runs(pid, exe));
+    this.pid = this.process();
   }
+
+  /** The number of its process, 0 when there is none that runs. */
+  process() { return Number(spawnSync('pidof', [this.file('bin/quorvelserver')]).stdout); }
 
   async stop() {
     if (!this.pid) return;
     this.hang(false);
     process.kill(this.pid, 'SIGINT');
-    await until('the service ends', () => !runs(this.pid, this.file('bin/quorvelserver')));
+    await until('the service ends', () => !this.process());
     this.pid = undefined;
   }
 
@@ -101,14 +103,5 @@ export class Service {
   async remove() {
     await this.stop();
     fs.rmSync(this.dir, {recursive: true});
-  }
-}
-
-/** False also for a process that has ended and whose exit status nobody has collected. */
-function runs(pid, exe) {
-  try {
-    return fs.readlinkSync(`/proc/${pid}/exe`) === exe;
-  } catch {
-    return false;
   }
 }

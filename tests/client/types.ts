@@ -46,8 +46,6 @@ export async function refused(q: Quorvel, error: QuorvelError): Promise<void> {
   await q.call('config', {ip: '127.0.0.1', port: '80'});
   // @ts-expect-error: the address is needed
   await q.call('config');
-  // @ts-expect-error: no such way of reading
-  await q.call('readcardbas', {data: {itype: 4}});
   // @ts-expect-error: added above with another request
   await q.call('acme.serial', {data: {slot: 'a'}});
   // @ts-expect-error: no such member of the reply

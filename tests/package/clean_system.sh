@@ -51,6 +51,9 @@ make_clean_system() {
     clean chroot "$root" apt-get satisfy -y --no-install-recommends "$(dpkg-deb -f "$1" Depends), $(dpkg-deb -f "$1" Recommends)"
 }
 boot_clean_system() {
+  # Two systems that begin at the same control group take each other's services for their own.
+  exec {turn}>/run/quorvel-package-test.lock
+  flock "$turn"
   systemd-nspawn --quiet --register=no --keep-unit --private-network --bind-ro="$work/debs" -D "$root" --boot </dev/null &
   container=$!
   for _ in {1..300}; do

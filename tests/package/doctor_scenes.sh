@@ -11,9 +11,12 @@ check "doctor complains of a good installation: $(doctor || cat "$work/doctor")"
 check "a plain user's doctor complains" inside setpriv --reuid=nobody --regid=nogroup --clear-groups quorvel-doctor >/dev/null
 check "doctor left something behind" [ -z "$(inside find $program -name __pycache__)" ]
 
-install -D -m 644 "$root$program/bin/libquorveldemo.so" "$root/home/maker/libreader.so"
+# Neither folder is seen in the unit's sandbox.
+for folder in /home/maker /var/tmp; do
+  install -D -m 644 "$root$program/bin/libquorveldemo.so" "$root$folder/libreader.so"
+done
 cp "$ini" "$work/ini"
-sed -i 's,^lib1=.*,lib1=libquorveldemo.so\nlib2=/home/maker/libreader.so,' "$ini"
+sed -i 's,^lib1=.*,&\nlib2=/home/maker/libreader.so\nlib3=/var/tmp/libreader.so,' "$ini"
 check_not "doctor finds no fault before the restart" doctor
 check "no warning of a file changed since the start" finds 'changed after the service started'
 start
@@ -22,7 +25,7 @@ check "no word on the home directory: $(cat "$work/doctor")" finds 'sees no home
 inside systemctl stop quorvelserver
 check_not "doctor finds no fault when the service is stopped" doctor
 check "not tried in the sandbox: $(cat "$work/doctor")" finds 'lib1=.* can be loaded (as the service, in its sandbox)'
-check "no fault in the sandbox: $(cat "$work/doctor")" finds 'lib2=.* can not be loaded (as the service, in its sandbox)'
+check "no fault in the sandbox: $(cat "$work/doctor")" finds 'lib3=.* can not be loaded (as the service, in its sandbox)'
 cp "$work/ini" "$ini"
-inside rm -r /home/maker
+inside rm -r /home/maker /var/tmp/libreader.so
 start

@@ -63,8 +63,11 @@ echo "== an upgrade meets planted files"
 inside rm -f $home/$key
 as_user quorvelserver ln -s /etc/shadow $home/$certificate
 as_user quorvelserver touch $home/$key
+inside mv $tls $tls.kept
 inside dpkg -i "$work/debs/next.deb" >"$work/log" 2>&1
 check "the planted files are not named" [ "$(grep -c 'no plain file of root' "$work/log")" = 2 ]
+check "a planted file entered root's folder" inside rmdir $tls
+inside mv $tls.kept $tls
 
 echo "== trust, renewed trust"
 root_of >"$work/first_root"

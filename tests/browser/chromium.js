@@ -7,7 +7,7 @@ import {chromium} from 'playwright-core';
 
 const FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
                '--disable-background-networking', '--disable-component-update', '--disable-sync'];
-const LIMIT_MS = 120_000;
+const LIMIT_MS = 60_000;
 
 export const launch = (...flags) => chromium.launch({executablePath: '/usr/bin/chromium', args: [...FLAGS, ...flags]});
 

@@ -58,7 +58,8 @@ for (const [name, options, cancelBy] of [
       ['#reply', 'aria-busy', 'true'], ['#state', 'role', 'status'], ['#read-card', 'aria-disabled', 'true'],
     ]) assert.equal(await page.getAttribute(selector, attribute), wanted, selector);
     // At once, since what stands above them changes by itself.
-    const [cancel, read] = await page.evaluate(() => ['cancel-read', 'read-card'].map((id) => document.getElementById(id).getBoundingClientRect().toJSON()));
+    const [cancel, read] = await page.evaluate(() =>
+      ['cancel-read', 'read-card'].map((id) => document.getElementById(id).getBoundingClientRect().toJSON()));
     assert.ok(Math.abs(cancel.y - read.y) < 4 && cancel.x >= 0 && read.right <= page.viewportSize().width);
     await page.click('#history button', {force: true});  // the reply before can't be called up either
     await expectText(page, '#state', 'No reply yet');

@@ -48,7 +48,8 @@ set_options() { sed -i "s/^QUORVEL_OPTIONS=.*/QUORVEL_OPTIONS=\"$1\"/" "$root/et
 make_clean_system() {
   debootstrap --variant=minbase --include=systemd-sysv,dbus "$(debian_release)" "$root" "$(debian_mirror)" &&
     echo "127.0.0.1 localhost" >"$root/etc/hosts" && rm -f "$root/usr/sbin/policy-rc.d" &&
-    clean chroot "$root" apt-get satisfy -y --no-install-recommends "$(dpkg-deb -f "$1" Depends), $(dpkg-deb -f "$1" Recommends)"
+    clean chroot "$root" apt-get satisfy -y --no-install-recommends \
+      "$(dpkg-deb -f "$1" Depends), $(dpkg-deb -f "$1" Recommends)"
 }
 boot_clean_system() {
   # Two systems that begin at the same control group take each other's services for their own.

@@ -189,7 +189,7 @@ const TEXTS = {
     detailQueued: 'Requests that come first: {ahead}.',
     detailLate: 'The reader may still be at work, or the service hangs.',
     seconds: '{seconds} s',
-    access: 'Who may use this service:',
+    access: 'Who may use this service: ',
     accessThisMachine: 'this machine alone',
     accessAnyMachine: 'every machine that reaches it',
     accessAnySite: '{machines}, pages of every site. To limit it: sudo quorvel-policy https://…',

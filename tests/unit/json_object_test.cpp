@@ -74,11 +74,12 @@ TEST(JsonObject, EscapesAtAnyPlaceOfALongText) {
                                              {'\xff', Charset::kGbk, "\\ufffd"},
                                              {'!', Charset::kGbk, "!"}}) {
     for (std::size_t place = 0; place < 40; ++place) {
-      const std::string before(place, '#');
-      const std::string behind(39 - place, '~');
+      const auto within = [place](const std::string& middle) {
+        return std::string(40, '#').replace(place, 1, middle);
+      };
       CJsonObject json(charset);
-      json.Add("k", before + byte + behind);
-      EXPECT_EQ(json.ToString(), R"({"k":")" + before + print + behind + "\"}");
+      json.Add("k", within({byte}));
+      EXPECT_EQ(json.ToString(), R"({"k":")" + within(print) + "\"}");
       EXPECT_EQ(CJsonObject(json.ToString(), charset).ToString(), json.ToString());
     }
   }

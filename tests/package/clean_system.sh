@@ -24,7 +24,7 @@ cleanup() {
     kill -KILL "$leader"
     wait "$container" || true
   fi
-  jobs -rp | xargs -r kill
+  jobs -rp | xargs -r kill 2>/dev/null || true
   rm -rf --one-file-system "$work"
 }
 trap cleanup EXIT
@@ -64,6 +64,7 @@ boot_clean_system() {
     sleep 0.2
   done
   kill -KILL "$container" 2>/dev/null || true
+  wait "$container" || true
   leader=''
   return 1
 }

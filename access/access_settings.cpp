@@ -1,13 +1,13 @@
 #include "access/access_settings.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 
 #include "config/service_ini.h"
 #include "util/language/language.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -30,8 +30,7 @@ struct Found {
 
 void keep(Found& found, const IniLine& line) {
   const std::size_t digits = std::min(line.key.find_first_of("0123456789"), line.key.size());
-  int number = 0;
-  std::from_chars(line.key.data() + digits, line.key.data() + line.key.size(), number);
+  const int number = whole_number(line.key.substr(digits), 1).value_or(0);
   found.values[line.key.substr(0, digits)][number] = line.text.substr(line.text.find('=') + 1);
 }
 

@@ -3,10 +3,10 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <charconv>
 
 #include "util/os/port.h"
 #include "util/text/ascii.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -14,7 +14,6 @@ constexpr std::string_view kSeparator = "://";
 constexpr std::string_view kBelow = "*.";
 constexpr std::size_t kLongestName = 253;
 constexpr std::size_t kLongestLabel = 63;
-constexpr std::size_t kLongestPort = 5;
 
 /// The schemes whose pages have an origin, and the port that it leaves out; 0: it has none.
 constexpr struct {
@@ -58,12 +57,7 @@ std::optional<std::string> parse_ipv6(std::string_view text) {
 
 /// The port behind a colon, or nothing.
 std::optional<int> parse_port(std::string_view digits) {
-  int port = 0;
-  const char* end = digits.data() + digits.size();
-  const auto [stopped, error] = std::from_chars(digits.data(), end, port);
-  const bool good = error == std::errc() && stopped == end && digits.size() <= kLongestPort &&
-                    digits[0] != '0' && port > 0 && port <= kHighestPort;
-  return good ? std::optional<int>(port) : std::nullopt;
+  return digits.substr(0, 1) == "0" ? std::nullopt : whole_number(digits, 1, kHighestPort);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "config/service_ini.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 #include <utility>
 
@@ -11,6 +10,7 @@
 #include "util/os/port.h"
 #include "util/text/ascii.h"
 #include "util/text/format.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -69,14 +69,10 @@ bool ServiceIni::misses(const IniLine& line, std::string_view section) {
 
 int ServiceIni::listening_port() {
   const std::string value = ini.GetStr("SERVER", "localport");
-  const std::string_view digits =
+  const std::string_view word =
       std::string_view(value).substr(std::min(value.find_first_not_of(" \t"), value.size()));
-  int port = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
-  const bool ends = end == digits.data() + digits.size() || *end == ' ' || *end == '\t';
-  if (error == std::errc() && ends && value.size() <= kLongestPortValue && port > 0 &&
-      port <= kHighestPort)
-    return port;
+  const auto port = whole_number(word.substr(0, word.find_first_of(" \t")), 1, kHighestPort);
+  if (port && value.size() <= kLongestPortValue) return *port;
   std::string found = translated("has no line localport= in [SERVER]");
   for (const IniLine& line : ini.lines())
     if (plain_name(line.key) == "localport")

@@ -1,12 +1,12 @@
 #include "libs/isolation_settings.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "config/ini.h"
 #include "libs/listing.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -22,15 +22,6 @@ std::string meant_key(std::string key) {
   return ascii_lower(key);
 }
 
-/// The whole number in the text, or 0 when it is none or out of range.
-int parse_seconds(const std::string& text) {
-  int seconds = 0;
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, seconds);
-  const bool good = error == std::errc() && stopped == end && seconds >= 1;
-  return good && seconds <= kMostSeconds ? seconds : 0;
-}
-
 }  // namespace
 
 Isolation read_isolation(CIni& ini) {
@@ -43,14 +34,13 @@ Isolation read_isolation(CIni& ini) {
                 kServiceIni, kSection, key.c_str(), kLibrarySection);
       continue;
     }
-    int seconds = parse_seconds(value);
-    if (seconds == 0 || key != library) {
-      seconds = seconds == 0 ? kDefaultSeconds : seconds;
+    const auto read = whole_number(value, 1, kMostSeconds);
+    const int seconds = read.value_or(kDefaultSeconds);
+    if (!read || key != library)
       log_error(
           "%s: [%s] %s=%s is taken as %s=%d; write whole seconds from 1 to %d, and no blanks\n",
           kServiceIni, kSection, key.c_str(), value.c_str(), library.c_str(), seconds,
           kMostSeconds);
-    }
     isolation[library] = std::chrono::seconds(seconds);
   }
   return isolation;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "util/log/log.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -12,16 +13,12 @@ constexpr char kLevelOption = 'd';
 constexpr std::string_view kFlags = "sh";
 constexpr char kStrictHost = 'h';
 
-bool is_number(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 void report_flag(const char* word, char flag) {
   log_warning("the option \"%s\" is taken as -%c; write that\n", word, flag);
 }
 
 void report_level(std::string_view level) {
-  if (!is_number(level))
+  if (!whole_number(level, 0))
     log_warning("the option -d \"%s\" is no number, and nothing is logged: write -d 1031\n",
                 std::string(level).c_str());
 }

@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <charconv>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +22,7 @@
 #include "util/text/format.h"
 #include "util/text/gbk.h"
 #include "util/text/messages.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -78,13 +78,6 @@ void report_value(CIni& ini, const char* path, const char* key, std::size_t size
                                            : translatable("dotted IPv4 address")));
 }
 
-bool is_port(const std::string& text) {
-  int port = 0;
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, port);
-  return error == std::errc() && stopped == end && port > 0 && port <= kHighestPort;
-}
-
 }  // namespace
 
 void report_settings_faults() {
@@ -100,7 +93,8 @@ void report_settings_faults() {
   const std::string ip = ini.GetStr(kSection, kAddressKey);
   report_value(ini, path, kAddressKey, kStoredAddressSize,
                inet_pton(AF_INET, ip.c_str(), &address) == 1);
-  report_value(ini, path, kPortKey, kStoredPortSize, is_port(ini.GetStr(kSection, kPortKey)));
+  report_value(ini, path, kPortKey, kStoredPortSize,
+               whole_number(ini.GetStr(kSection, kPortKey), 1, kHighestPort).has_value());
 }
 
 bool read_settings(TextBuffer out) {

@@ -1,11 +1,11 @@
 #include "readers/demo/card_file.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 
 #include "readers/common/failure.h"
 #include "util/text/conversion.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -40,10 +40,7 @@ std::string CardFile::text(const std::string& section, const char* key) const {
 int CardFile::delay_ms(const std::string& section) const {
   const std::string value = cards->GetStr(section.c_str(), "delay_ms");
   if (value.empty()) return 0;
-  int delay = -1;
-  const char* end = value.data() + value.size();
-  const auto [stopped, error] = std::from_chars(value.data(), end, delay);
-  if (error != std::errc() || stopped != end || delay < 0 || delay > kMaxDelayMs)
-    throw Failure(failures::kCardFile, "[" + section + "] delay_ms=" + value);
-  return delay;
+  const auto delay = whole_number(value, 0, kMaxDelayMs);
+  if (!delay) throw Failure(failures::kCardFile, "[" + section + "] delay_ms=" + value);
+  return *delay;
 }

@@ -1,12 +1,11 @@
 #include "readers/pcsc/decoding.h"
 
-#include <charconv>
-
 #include "readers/common/hex.h"
 #include "readers/pcsc/card_data_error.h"
 #include "util/text/ascii.h"
 #include "util/text/conversion.h"
 #include "util/text/converter.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -74,11 +73,7 @@ constexpr MonthName kMonths[] = {
     {"dez", 12}, {"dé", 12}, {"dÉ", 12}};
 
 /// The number of a part, or 0.
-unsigned number_of(const std::string& part) {
-  unsigned number = 0;
-  const char* end = part.data() + part.size();
-  return std::from_chars(part.data(), end, number).ptr == end ? number : 0;
-}
+unsigned number_of(const std::string& part) { return whole_number(part, 0U).value_or(0); }
 
 unsigned month_of(const std::string& part) {
   for (const MonthName& name : kMonths)

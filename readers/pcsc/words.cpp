@@ -1,10 +1,10 @@
 #include "readers/pcsc/words.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "readers/common/hex.h"
 #include "util/text/ascii.h"
+#include "util/text/number.h"
 
 void Words::skip_blanks() {
   left.remove_prefix(std::min(left.find_first_not_of(" \t"), left.size()));
@@ -26,11 +26,8 @@ bool Words::take(std::string_view word) {
 unsigned Words::number(const char* what, unsigned least, unsigned most) {
   const std::string word(next());
   const bool is_hex = word.rfind("0x", 0) == 0;
-  const char* begin = word.data() + (is_hex ? 2 : 0);
-  const char* end = word.data() + word.size();
-  unsigned value = 0;
-  const auto [stopped, error] = std::from_chars(begin, end, value, is_hex ? 16 : 10);
-  if (error == std::errc() && stopped == end && value >= least && value <= most) return value;
+  const auto value = whole_number(word.substr(is_hex ? 2 : 0), least, most, is_hex ? 16 : 10);
+  if (value) return *value;
   throw Mistake(std::string(what) + "“" + word + "”无效，应为" + std::to_string(least) + "至" +
                 std::to_string(most) + "的整数");
 }

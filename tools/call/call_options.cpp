@@ -3,7 +3,6 @@
 #include <getopt.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <iostream>
 #include <iterator>
 #include <regex>
@@ -11,6 +10,7 @@
 #include "util/language/language.h"
 #include "util/os/port.h"
 #include "util/text/format.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -33,9 +33,9 @@ ServiceUrl parse_url(const std::string& text) {
     throw UsageError(
         format_text(translated("--url %s: the address begins with ws:// or wss://"), text.c_str()));
   }
-  const int default_port = url.tls ? 443 : 80;
-  url.port = parts[4].matched ? std::stoi(parts[4]) : default_port;
-  if (url.port < 1 || url.port > kHighestPort) {
+  const std::string port = parts[4].matched ? parts[4].str() : url.tls ? "443" : "80";
+  url.port = whole_number(port, 1, kHighestPort).value_or(0);
+  if (url.port == 0) {
     throw UsageError(
         format_text(translated("--url %s: a port lies between 1 and 65535"), text.c_str()));
   }
@@ -45,14 +45,12 @@ ServiceUrl parse_url(const std::string& text) {
 }
 
 int parse_timeout(std::string_view text) {
-  int seconds = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, seconds);
-  if (error != std::errc() || stop != end || seconds < 1 || seconds > kLongestTimeoutSeconds) {
+  const auto seconds = whole_number(text, 1, kLongestTimeoutSeconds);
+  if (!seconds) {
     throw UsageError(format_text(translated("--timeout %s: give whole seconds from 1 to %d"),
                                  std::string(text).c_str(), kLongestTimeoutSeconds));
   }
-  return seconds;
+  return *seconds;
 }
 
 std::string read_standard_input() {

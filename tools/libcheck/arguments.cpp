@@ -2,11 +2,11 @@
 
 #include <getopt.h>
 
-#include <charconv>
 #include <filesystem>
 
 #include "util/language/language.h"
 #include "util/text/format.h"
+#include "util/text/number.h"
 
 namespace {
 
@@ -17,13 +17,11 @@ constexpr int kFewestRounds = 2;  // one for each half
 constexpr int kMostRounds = 10000;
 
 int parse_number(const std::string& name, const std::string& text, int least, int most) {
-  int number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stopped != end || number < least || number > most)
+  const auto number = whole_number(text, least, most);
+  if (!number)
     throw UsageError(format_text(translated("%s %s: give a whole number from %d to %d"),
                                  name.c_str(), text.c_str(), least, most));
-  return number;
+  return *number;
 }
 
 Request parse_request(const std::string& option, const std::string& text) {

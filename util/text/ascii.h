@@ -1,10 +1,11 @@
 #pragma once
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "util/text/number.h"
 
 /// Lower case of an ASCII letter, whatever the locale; every other byte as it is.
 constexpr char ascii_lower(char c) {
@@ -31,9 +32,6 @@ constexpr bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 
 
 /// The four hexadecimal digits at `from` as a number, or -1.
 inline std::int32_t hex4(std::string_view text, std::size_t from) {
-  std::uint32_t value = 0;
   if (from + 4 > text.size()) return -1;
-  const char* end = text.data() + from + 4;
-  const auto result = std::from_chars(text.data() + from, end, value, 16);
-  return result.ptr == end ? static_cast<std::int32_t>(value) : -1;
+  return whole_number<std::uint32_t>(text.substr(from, 4), 0, 0xFFFF, 16).value_or(-1);
 }

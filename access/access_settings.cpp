@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 
-#include "config/service_ini.h"
 #include "util/language/language.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
@@ -17,6 +16,8 @@ constexpr char kFunctions[] = "functions";
 constexpr char kHost[] = "host";
 constexpr char kListen[] = "listen";
 constexpr std::string_view kLikeFunctions = "func";
+constexpr int kMostSites = 50;
+constexpr int kMostHosts = 50;
 
 /// The values of one kind of keys by their number; 0 for a key without one.
 using Values = std::map<int, std::string>;
@@ -39,7 +40,7 @@ Found find_values(const ServiceIni& ini) {
   for (const IniLine& line : ini.lines()) {
     const bool inside = line.section == kSection;
     if (line.text[0] == '#') continue;  // no comment to the reader of the file, but to its writer
-    if (ServiceIni::misses(line, kSection)) {
+    if (misses(line, kSection, access_keys())) {
       found.in_doubt = true;
       found.functions_in_doubt |= ascii_lower(line.text).rfind(kLikeFunctions, 0) == 0;
     } else if (inside && !line.key.empty()) {
@@ -115,6 +116,14 @@ bool read_loopback_alone(const ServiceIni& ini, const Found& found) {
 }
 
 }  // namespace
+
+const KnownKeys& access_keys() {
+  static const KnownKeys keys = {{kSection, kOrigin, kMostSites},
+                                 {kSection, kFunctions, kMostSites},
+                                 {kSection, kHost, kMostHosts},
+                                 {kSection, kListen, 0}};
+  return keys;
+}
 
 AccessRules read_access(const ServiceIni& ini, int port) {
   AccessRules rules;

@@ -1,10 +1,11 @@
 #pragma once
 
 #include "access/access_rules.h"
-
-class ServiceIni;
+#include "config/service_ini.h"
 
 /// The section [ACCESS] of the service INI file, for a service that listens on `port`. What is
 /// written wrongly there is named in the log, with the cure, and never opens what it may have been
 /// meant to close.
 AccessRules read_access(const ServiceIni& ini, int port);
+
+const KnownKeys& access_keys();

@@ -19,10 +19,12 @@ void erase_first(std::string& line, char c) {
 
 }  // namespace
 
-bool is_section_header(std::string_view line) {
+bool is_section_header(std::string_view line, bool values_are_addresses) {
   const std::size_t first = line.find_first_not_of(" \t");
+  const std::size_t bracket = line.find('[');
   return first != std::string_view::npos && line[first] != ';' &&
-         line.find('[') != std::string_view::npos && line.find(']') != std::string_view::npos;
+         bracket != std::string_view::npos && line.find(']') != std::string_view::npos &&
+         !(values_are_addresses && line.find('=') < bracket);
 }
 
 int CIni::OpenFile(const char* path, const char* mode) {
@@ -51,8 +53,10 @@ void CIni::parse_line(std::string line, int number, std::string& section,
   erase_first(line, '\r');
   line.erase(0, line.find_first_not_of(" \t"));
   if (line.empty() || line[0] == ';') return;
-  IniLine& read = read_lines.emplace_back(IniLine{number, section, "", line});
-  if (is_section_header(line)) {
+  const bool has_addresses = !address_section.empty() && section == address_section;
+  const bool opens_section = is_section_header(line, has_addresses);
+  IniLine& read = read_lines.emplace_back(IniLine{number, section, "", line, opens_section});
+  if (opens_section) {
     sections[section] = std::exchange(keys, {});
     erase_first(line, '[');
     erase_first(line, ']');

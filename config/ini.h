@@ -8,8 +8,9 @@
 
 #include "util/handle/unique_file.h"
 
-/// Whether an INI line opens a section: not a comment, and it holds a "[" and a "]".
-bool is_section_header(std::string_view line);
+/// Whether an INI line opens a section: not a comment, and it holds a "[" and a "]". Where values
+/// may be addresses, brackets behind a "=" are those of an IPv6 address.
+bool is_section_header(std::string_view line, bool values_are_addresses = false);
 
 /// A line that is neither empty nor a comment.
 struct IniLine {
@@ -17,6 +18,7 @@ struct IniLine {
   std::string section;  ///< that the line stands in or opens
   std::string key;      ///< empty when it is no key line
   std::string text;     ///< without blanks in front and line end
+  bool opens_section;
 };
 
 /// Reader of INI files: parses a whole file into memory, then answers look-ups by section and key.
@@ -30,6 +32,8 @@ struct IniLine {
 class CIni {
  public:
   CIni() = default;
+  /// For a file in one section of which values may be addresses.
+  explicit CIni(std::string_view section) : address_section(section) {}
   virtual ~CIni() = default;
   CIni(const CIni&) = delete;
   CIni& operator=(const CIni&) = delete;
@@ -64,6 +68,7 @@ class CIni {
   void parse_line(std::string line, int number, std::string& section,
                   std::map<std::string, std::string>& keys);
 
+  const std::string address_section;  ///< "": none
   UniqueFile fp;
   std::string reason;
   std::vector<IniLine> read_lines;

@@ -36,7 +36,7 @@ std::string fault_of_key(const IniLine& line, const KnownKeys& keys) {
 }
 
 std::string fault_of_line(const IniLine& line, bool repeated, const KnownKeys& keys) {
-  if (is_header(line)) {
+  if (line.opens_section) {
     if (repeated) return translated("the section occurs again: its lines above do not count");
     if (is_known_section(keys, line.section)) return {};
     return translated("there is no such section: what follows it is skipped");
@@ -81,7 +81,21 @@ std::string plain_name(std::string_view name) {
   return ascii_lower(name.substr(first, name.find_last_not_of(" \t") + 1 - first));
 }
 
-bool is_header(const IniLine& line) { return line.key.empty() && is_section_header(line.text); }
+KnownKeys together(std::initializer_list<KnownKeys> parts) {
+  KnownKeys all;
+  for (const KnownKeys& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+bool misses(const IniLine& line, std::string_view section, const KnownKeys& keys) {
+  if (line.opens_section)
+    return line.section != section && plain_name(line.section) == plain_name(section);
+  const bool inside = line.section == section;
+  for (const KnownKey& known : keys)
+    if (known.section == section && known.is(inside ? line.key : plain_name(line.key)))
+      return !inside;
+  return inside;
+}
 
 void report_lines(const std::string& path, const std::vector<IniLine>& lines,
                   const KnownKeys& keys) {

@@ -78,7 +78,7 @@ void fill_settings(int kind, const std::string& content) {
 
 // In place of the registry, the program's folder and the network; the last two by the linker.
 
-LibManager::LibManager() noexcept : port(0) {}
+LibManager::LibManager() noexcept = default;
 LibManager::~LibManager() = default;
 
 /// Twenty that have nothing good to say.
@@ -143,7 +143,7 @@ std::string answer(const std::string& request, std::size_t size) {
   bool done = false;
   try {
     const bool good = dispatcher->init(reply.get(), "x86_64", size);
-    if (good && dispatcher->dispatch_long(long_reply)) {
+    if (good && dispatcher->dispatch_long({}, long_reply)) {
       require(read_strictly(long_reply) != nullptr, "the long reply is JSON");
       return long_reply;
     }

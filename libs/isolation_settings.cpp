@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "config/ini.h"
 #include "libs/listing.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
@@ -24,12 +23,17 @@ std::string meant_key(std::string key) {
 
 }  // namespace
 
-Isolation read_isolation(CIni& ini) {
+const KnownKeys& isolation_keys() {
+  static const KnownKeys keys = {{kSection, "", 0}};
+  return keys;
+}
+
+Isolation read_isolation(const ServiceIni& ini) {
   Isolation isolation;
-  for (const std::string& key : ini.Keys(kSection)) {
-    const std::string value = ini.GetStr(kSection, key.c_str());
+  for (const std::string& key : ini.keys(kSection)) {
+    const std::string value = ini.value(kSection, key.c_str());
     const std::string library = meant_key(key);
-    if (*ini.GetStr(kLibrarySection, library.c_str()) == '\0') {
+    if (ini.value(kLibrarySection, library.c_str()).empty()) {
       log_error("%s: [%s] %s: [%s] lists no library under this key; correct or remove the line\n",
                 kServiceIni, kSection, key.c_str(), kLibrarySection);
       continue;

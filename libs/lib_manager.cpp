@@ -5,23 +5,17 @@
 #include <cstring>
 #include <string_view>
 
-#include "access/access_settings.h"
-#include "config/service_ini.h"
 #include "libs/function_list.h"
 #include "libs/isolated_library.h"
 #include "libs/listing.h"
 #include "libs/local_library.h"
 #include "util/json/json_object.h"
 #include "util/log/log.h"
-#include "util/os/program_path.h"
-#include "util/os/working_directory.h"
 #include "util/text/ascii.h"
 #include "util/text/format.h"
 #include "util/text/messages.h"
 
 namespace {
-
-constexpr int kDefaultPort = 47392;
 
 /// The reason in a text of addlib: its "errmsg", or the bare text where it is no failure reply.
 std::string reason_in(std::string reason) {
@@ -44,7 +38,7 @@ bool reporting_exceptions(TextBuffer errtext, Action action) {
 
 }  // namespace
 
-LibManager::LibManager() noexcept : port(kDefaultPort) {}
+LibManager::LibManager() noexcept = default;
 
 LibManager::~LibManager() {
   // Reachable to the last, so that a leak checker sees that this is meant.
@@ -53,22 +47,8 @@ LibManager::~LibManager() {
   left_loaded->merge(libs);
 }
 
-bool LibManager::init(char* errtext, std::size_t size) {
-  print("%s\n", require_working_directory().c_str());
-  char path[kProgramPathSize];
-  if (!getfilepath(path, kServiceIni))
-    log_error("%s: its path would be longer than %zu bytes; install the program elsewhere\n",
-              kServiceIni, sizeof path - 1);
-  ServiceIni ini(path);
-  set_log_charset_utf8(ini.log_in_utf8());
-  load_listed_libraries(ini.values(), errtext, size);
-  port = ini.listening_port();
-  access_rules = read_access(ini, port);
-  return true;
-}
-
-void LibManager::load_listed_libraries(CIni& ini, char* errtext, std::size_t size) {
-  listed = read_listing(ini);
+bool LibManager::init(Listing listing, char* errtext, std::size_t size) {
+  listed = std::move(listing);
   for (ListedLibrary& library : listed) {
     if (!library.failure.empty()) continue;
     log_user("loading begin =%s\n", library.value.c_str());
@@ -78,6 +58,7 @@ void LibManager::load_listed_libraries(CIni& ini, char* errtext, std::size_t siz
     log_error("%s\n", reason.c_str());
     library.failure = reason_in(reason);
   }
+  return true;
 }
 
 bool LibManager::addlib(const char* path, char* errtext, std::size_t size) {
@@ -124,10 +105,10 @@ bool LibManager::enter(const char* path, std::chrono::seconds limit, TextBuffer 
   return true;
 }
 
-bool LibManager::reinit(char* errtext, std::size_t size) {
+bool LibManager::reinit(Listing listing, char* errtext, std::size_t size) {
   return reporting_exceptions({errtext, size}, [&] {
     libs.clear();
-    return init(errtext, size);
+    return init(std::move(listing), errtext, size);
   });
 }
 

@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "access/access_rules.h"
 #include "libs/library.h"
 #include "libs/library_status.h"
 #include "libs/listing.h"
@@ -17,14 +16,12 @@
 #include "util/os/event_set.h"
 #include "util/text/text_buffer.h"
 
-class CIni;
-
 /// Size in bytes of the buffer that takes the reason why a library was not loaded.
 inline constexpr std::size_t kErrorTextSize = 4024;
 
-/// The registry of loaded reader libraries: reads the service INI file, loads the libraries that it
-/// lists, and routes each request to the first library, in byte order of the paths, whose function
-/// list contains the function's name.
+/// The registry of loaded reader libraries: loads those that the service INI file lists, and routes
+/// each request to the first library, in byte order of the paths, whose function list contains the
+/// function's name.
 ///
 /// Everything runs on the service's one thread. Texts for people are GBK.
 class LibManager {
@@ -35,11 +32,9 @@ class LibManager {
   LibManager(const LibManager&) = delete;
   LibManager& operator=(const LibManager&) = delete;
 
-  /// Reads quorvel_service.ini beside the program: takes the log's charset, loads lib1 to lib20 and
-  /// takes the port and the rules of access. A library that fails is reported on standard output
-  /// and in the log, and skipped; `errtext` (zero-filled, `size` bytes) holds the last failure.
-  /// Always true. Ends the process with status 1 when the working directory can't be read.
-  bool init(char* errtext, std::size_t size = kErrorTextSize);
+  /// Loads the libraries of the listing. One that fails is reported on standard output and in the
+  /// log, and skipped; `errtext` (zero-filled, `size` bytes) holds the last failure. Always true.
+  bool init(Listing listing, char* errtext, std::size_t size = kErrorTextSize);
 
   /// Loads the library at `path` and registers it under that path. On failure `errtext` says why,
   /// and the library is closed again.
@@ -51,7 +46,7 @@ class LibManager {
                     std::size_t size = kErrorTextSize);
 
   /// Unloads every library, then does what init does.
-  bool reinit(char* errtext, std::size_t size = kErrorTextSize);
+  bool reinit(Listing listing, char* errtext, std::size_t size = kErrorTextSize);
 
   /// Unloads the library registered under exactly `path`, if there is one. Always true.
   bool dellib(const char* path);
@@ -85,17 +80,9 @@ class LibManager {
   /// could not be loaded.
   std::vector<LibraryStatus> status() const;
 
-  /// TCP port to listen on; 47392 until init has read the INI file, 0 when that names none
-  /// that can be used.
-  int listening_port() const { return port; }
-
-  /// Who may use the service; everybody until init has read the INI file.
-  const AccessRules& access() const { return access_rules; }
-
  private:
   using LibraryTable = std::map<std::string, std::unique_ptr<Library>>;
 
-  void load_listed_libraries(CIni& ini, char* errtext, std::size_t size);
   bool add(const char* path, std::chrono::seconds limit, TextBuffer errtext);
   bool load(const char* path, std::chrono::seconds limit, TextBuffer errtext);
   bool enter(const char* path, std::chrono::seconds limit, TextBuffer errtext);
@@ -106,7 +93,5 @@ class LibManager {
   LateReplyHandler on_late_reply;
   std::set<std::string> reported_for_text;  ///< paths
   LibraryTable libs;
-  std::vector<ListedLibrary> listed;
-  int port;
-  AccessRules access_rules;
+  Listing listed;
 };

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <utility>
 
-#include "config/ini.h"
 #include "libs/isolation_settings.h"
 #include "util/log/log.h"
 #include "util/os/program_path.h"
@@ -12,6 +11,7 @@
 
 namespace {
 
+constexpr char kKey[] = "lib";  // with a number behind it
 constexpr int kMaxLibraries = 20;
 constexpr std::size_t kShortestPath = 6;
 
@@ -45,12 +45,16 @@ std::string set_path(ListedLibrary& library) {
 
 bool names_library(std::string_view value) { return value.find("so") != std::string_view::npos; }
 
-std::vector<ListedLibrary> read_listing(CIni& ini) {
+KnownKeys listing_keys() {
+  return together({{{kLibrarySection, kKey, kMaxLibraries}}, isolation_keys()});
+}
+
+Listing read_listing(const ServiceIni& ini) {
   const Isolation isolation = read_isolation(ini);
-  std::vector<ListedLibrary> libraries;
+  Listing libraries;
   for (int i = 1; i <= kMaxLibraries; ++i) {
-    const std::string key = "lib" + std::to_string(i);
-    const std::string value = ini.GetStr(kLibrarySection, key.c_str());
+    const std::string key = kKey + std::to_string(i);
+    const std::string value = ini.value(kLibrarySection, key.c_str());
     if (value.empty()) continue;
     const auto isolated = isolation.find(key);
     const auto limit = isolated != isolation.end() ? isolated->second : kInProcess;

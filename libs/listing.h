@@ -6,11 +6,10 @@
 #include <string_view>
 #include <vector>
 
-class CIni;
+#include "config/service_ini.h"
 
 // How the service INI file lists the libraries, and the rules for their values.
 
-inline constexpr char kServiceIni[] = "quorvel_service.ini";
 inline constexpr char kLibrarySection[] = "REGISTER";
 
 /// Longest value, and longest path that it stands for, in bytes.
@@ -25,10 +24,14 @@ struct ListedLibrary {
   std::string failure;         ///< why it is not loaded (GBK); "" while it can be, or is
 };
 inline constexpr std::chrono::seconds kInProcess(0);
+using Listing = std::vector<ListedLibrary>;
 
 /// The libraries that the file lists, in the order of their keys. What is written wrongly is named
 /// in the log, with the cure, and has a failure.
-std::vector<ListedLibrary> read_listing(CIni& ini);
+Listing read_listing(const ServiceIni& ini);
+
+/// Those of the libraries and of their isolation.
+KnownKeys listing_keys();
 
 /// Whether the value is one of a library at all; another is skipped.
 bool names_library(std::string_view value);

@@ -72,7 +72,7 @@ Answer dispatch(const Service& service, const Request& request, TextBuffer reply
       complete_fid(reply, dispatcher->function());
       return {};
     }
-    if (dispatcher->dispatch_long(out)) return {std::strlen(out.data)};
+    if (dispatcher->dispatch_long(service.access, out)) return {std::strlen(out.data)};
     const Library::Later later = dispatcher->dispatch_later(last_ticket + 1, reply.size);
     if (later == Library::Later::kAccepted) return {0, ++last_ticket};
     if (later == Library::Later::kUnavailable) {

@@ -11,11 +11,14 @@
 
 class FunctionNames;
 class LibManager;
+struct AccessRules;
 
-/// What the channel answers with: the registry that requests are routed by, and the machine
-/// architecture that they are given as "platform" (NUL-terminated). Both outlive it.
+/// What the channel answers with: the registry that requests are routed by, who may use the
+/// service, and the machine architecture that requests are given as "platform" (NUL-terminated).
+/// All outlive it.
 struct Service {
   LibManager& registry;
+  const AccessRules& access;
   const char* platform;
 };
 

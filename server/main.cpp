@@ -9,9 +9,11 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Services/dispatcher/reachability.h"
+#include "Services/dispatcher/settings.h"
 #include "libs/lib_manager.h"
 #include "server/answer.h"
 #include "server/command_line.h"
@@ -19,10 +21,13 @@
 #include "server/page_files.h"
 #include "server/pending_table.h"
 #include "server/request_channel.h"
+#include "server/service_settings.h"
 #include "server/startup.h"
 #include "server/tls.h"
 #include "util/log/log.h"
 #include "util/os/local_address.h"
+#include "util/os/program_path.h"
+#include "util/os/working_directory.h"
 #include "util/text/conversion.h"
 
 char xtjg[20];
@@ -79,10 +84,11 @@ void set_log_level(int argc, const char** argv) {
   set_log_levels(static_cast<unsigned>(mask));
 }
 
-lws_context_creation_info context_settings(int argc, const char** argv, Service& service) {
+lws_context_creation_info context_settings(int argc, const char** argv, int port,
+                                           Service& service) {
   lws_context_creation_info info{};
   info.user = &service;
-  info.port = libmanager.listening_port();
+  info.port = port;
   info.protocols = protocols;
   info.mounts = &mount;
   info.options = LWS_SERVER_OPTION_HTTP_HEADERS_SECURITY_BEST_PRACTICES_ENFORCE;
@@ -118,11 +124,11 @@ UniqueContext open_context(lws_context_creation_info info,
 }
 
 /// The context, listening; null, with the reason in the log, when that can't be had.
-UniqueContext create_context(const lws_context_creation_info& info) {
+UniqueContext create_context(const lws_context_creation_info& info, bool loopback_alone) {
   // libwebsockets would take port 0 for any, and goes on without a listening socket.
   std::string fault = info.port == 0 ? "there is no port to listen on, see above" : "";
   if (fault.empty() && info.ssl_cert_filepath != nullptr) fault = tls_fault();
-  const auto places = listening_places(libmanager.access().loopback_alone);
+  const auto places = listening_places(loopback_alone);
   UniqueContext context(fault.empty() ? open_context(info, places) : nullptr);
   const auto listens = [&](const auto& place) { return listens_on(place, info.port); };
   if (context && std::all_of(places.begin(), places.end(), listens)) return context;
@@ -133,15 +139,15 @@ UniqueContext create_context(const lws_context_creation_info& info) {
   return nullptr;
 }
 
-void log_listening_line() {
+void log_listening_line(const ServiceSettings& settings) {
   char addresses[kAddressListSize] = "127.0.0.1;";
-  if (!libmanager.access().loopback_alone) {
+  if (!settings.access.loopback_alone) {
     addresses[0] = '\0';
     get_localip(addresses, sizeof addresses);
   }
   log_user("QUORVEL server is now listening on ip:%slocalhost port:%2d for protocols ws .\n",
-           addresses, libmanager.listening_port());
-  log_user("Who may use the service: %s\n", libmanager.access().summary().c_str());
+           addresses, settings.port);
+  log_user("Who may use the service: %s\n", settings.access.summary().c_str());
 }
 
 /// Wakes the service loop now and then, so that it looks at the interrupted flag, and the log says
@@ -184,13 +190,26 @@ void prepare_process(int argc, const char** argv) {
     log_warning("hostname.txt is not written: %s\n", host_file_fault.c_str());
 }
 
-void load_libraries() {
+ServiceSettings read_settings() {
+  print("%s\n", require_working_directory().c_str());
+  char path[kProgramPathSize];
+  if (!getfilepath(path, kServiceIni))
+    log_error("%s: its path would be longer than %zu bytes; install the program elsewhere\n",
+              kServiceIni, sizeof path - 1);
+  ServiceSettings settings = read_service_settings(path);
+  report_settings_faults();
+  return settings;
+}
+
+ServiceSettings load_libraries() {
   log_user("Starting Orvex WebSocket Server Version %s of Brennic\n", Webversion);
   if (!preload_conversion())
     log_error("the C library can't convert GBK to UTF-8: install its gconv modules\n");
+  ServiceSettings settings = read_settings();
   char errtext[kErrorTextSize] = {};
-  libmanager.init(errtext, sizeof errtext);
+  libmanager.init(std::move(settings.libraries), errtext, sizeof errtext);
   log_user("Load library ok:\n");
+  return settings;
 }
 
 }  // namespace
@@ -203,13 +222,13 @@ int main(int argc, const char** argv) {
   }
   log_milestone("create daemon ok...\n");
   settle_in_working_directory();
-  load_libraries();
+  const ServiceSettings settings = load_libraries();
   std::signal(SIGINT, sigint_handler);
 
   log_user("Server Initializing \n");
-  Service service{libmanager, xtjg};
-  const lws_context_creation_info info = context_settings(argc, argv, service);
-  UniqueContext context(create_context(info));
+  Service service{libmanager, settings.access, xtjg};
+  const lws_context_creation_info info = context_settings(argc, argv, settings.port, service);
+  UniqueContext context(create_context(info, settings.access.loopback_alone));
   if (!context) return 1;
   guard_page_files(context.get());
   if (!watch_late_replies(context.get(), service)) {
@@ -218,7 +237,7 @@ int main(int argc, const char** argv) {
     return 1;
   }
   log_user("Server started \n");
-  log_listening_line();
+  log_listening_line(settings);
   log_user("Server RUNNING .\n");
   serve(context.get());
   context.reset();

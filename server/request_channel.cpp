@@ -7,6 +7,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "access/access_rules.h"
 #include "libs/lib_manager.h"
 #include "server/admission.h"
 #include "server/pending_table.h"
@@ -40,7 +41,7 @@ const Service& service_of(lws* wsi) {
   return *static_cast<const Service*>(lws_context_user(lws_get_context(wsi)));
 }
 
-const AccessRules& rules_of(lws* wsi) { return service_of(wsi).registry.access(); }
+const AccessRules& rules_of(lws* wsi) { return service_of(wsi).access; }
 
 /// Sets the connection's reply to the complete message.
 void answer(lws* wsi, per_conn_data& conn, const Message& message) {

@@ -38,13 +38,16 @@ bool Jdispatcher::init(char* out, const char* platform, std::size_t size) {
   return copy_text(command, json.ToString()) && copy_text(fid, name);
 }
 
-bool Jdispatcher::dispatch_long(TextBuffer out) {
-  return own != nullptr && own->is_long && (this->*own->answer)(out);
+bool Jdispatcher::dispatch_long(const AccessRules& access, TextBuffer out) {
+  if (own == nullptr || own->answer != nullptr) return false;
+  const auto uptime = std::chrono::steady_clock::now() - kStart;
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(uptime);
+  return copy_text(out, status_reply(mgr->status(), access, seconds));
 }
 
 bool Jdispatcher::dispatch(char* out, std::size_t size) {
   if (own == nullptr) return forward({out, size});
-  return own->is_long ? refuse({out, size}) : (this->*own->answer)({out, size});
+  return own->answer == nullptr ? refuse({out, size}) : (this->*own->answer)({out, size});
 }
 
 Library::Later Jdispatcher::dispatch_later(Ticket ticket, std::size_t size) {
@@ -53,10 +56,10 @@ Library::Later Jdispatcher::dispatch_later(Ticket ticket, std::size_t size) {
 }
 
 const Jdispatcher::Own* Jdispatcher::own_function(std::string_view name) {
-  static constexpr Own kOwnFunctions[] = {{"config", &Jdispatcher::config, false},
-                                          {"getconfig", &Jdispatcher::getconfig, false},
-                                          {"quorvel.status", &Jdispatcher::status, true}};
-  static constexpr Own kReserved = {kReservedPrefix, &Jdispatcher::refuse, false};
+  static constexpr Own kOwnFunctions[] = {{"config", &Jdispatcher::config},
+                                          {"getconfig", &Jdispatcher::getconfig},
+                                          {"quorvel.status", nullptr}};
+  static constexpr Own kReserved = {kReservedPrefix, &Jdispatcher::refuse};
   for (const Own& function : kOwnFunctions)
     if (function.name == name) return &function;
   return is_reserved_name(name) ? &kReserved : nullptr;
@@ -69,12 +72,6 @@ bool Jdispatcher::forward(TextBuffer out) {
                                    reinterpret_cast<unsigned char*>(out.data), out.size);
   complete_fid(out, fid);
   return result != 0;
-}
-
-bool Jdispatcher::status(TextBuffer out) {
-  const auto uptime = std::chrono::steady_clock::now() - kStart;
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(uptime);
-  return copy_text(out, status_reply(mgr->status(), mgr->access(), seconds));
 }
 
 bool Jdispatcher::refuse(TextBuffer out) {

@@ -10,6 +10,7 @@
 #include "util/text/text_buffer.h"
 
 class LibManager;
+struct AccessRules;
 
 /// Answers one request. Made for one message, used as constructor, init, dispatch (only when init
 /// returned true), and dropped. Handles all texts as bytes: requests are UTF-8, replies GBK.
@@ -34,7 +35,7 @@ class Jdispatcher {
   /// Answers a function whose replies may be longer than others: writes the reply as UTF-8 to
   /// `out`, which has room for kStatusReplySize bytes. False, with `out` untouched, when the
   /// request names no such function; dispatch() has the answer then.
-  bool dispatch_long(TextBuffer out);
+  bool dispatch_long(const AccessRules& access, TextBuffer out);
 
   /// Answers the request into `out` of `size` bytes. Returns whether the function succeeded; the
   /// reply is complete either way. Exceptions of a reader library pass through.
@@ -53,12 +54,10 @@ class Jdispatcher {
   /// One of the service's own functions.
   struct Own {
     std::string_view name;
-    bool (Jdispatcher::*answer)(TextBuffer out);
-    bool is_long;  ///< for dispatch_long()
+    bool (Jdispatcher::*answer)(TextBuffer out);  ///< null: dispatch_long() answers
   };
   static const Own* own_function(std::string_view name);
 
-  bool status(TextBuffer out);
   bool refuse(TextBuffer out);
 
   bool forward(TextBuffer out);

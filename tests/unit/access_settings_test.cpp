@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "config/service_ini.h"
 #include "fuzz/memory_file.h"
+#include "server/service_settings.h"
 
 namespace {
 
@@ -56,7 +56,9 @@ TEST(AccessSettings, MistakesAreNamedAndNeverOpen) {
     SCOPED_TRACE(content);
     const MemoryFile file(content);
     testing::internal::CaptureStderr();
-    const AccessRules rules = read_access(ServiceIni(file.path()), 47392);
+    const ServiceIni ini(file.path());
+    ini.report(service_keys());
+    const AccessRules rules = read_access(ini, 47392);
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_EQ(rules.summary(), summary);
     EXPECT_NE(said.find(part), std::string::npos) << said;

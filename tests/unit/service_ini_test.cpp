@@ -1,10 +1,9 @@
-#include "config/service_ini.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "fuzz/memory_file.h"
+#include "server/service_settings.h"
 
 namespace {
 
@@ -46,7 +45,7 @@ TEST(ServiceIni, TakesAPortOrSaysWhatIsWrong) {
     SCOPED_TRACE(content);
     const MemoryFile file(content);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(ServiceIni(file.path()).listening_port(), port);
+    EXPECT_EQ(read_service_settings(file.path()).port, port);
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_NE(said.find(part), std::string::npos) << said;
     EXPECT_EQ(said.find(file.path()) == std::string::npos, *part == '\0') << said;

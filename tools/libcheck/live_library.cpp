@@ -22,7 +22,7 @@ void show_faults_only() {
 }  // namespace
 
 LiveLibrary::LiveLibrary(const std::string& path, std::chrono::milliseconds limit)
-    : platform(architecture()), service{registry, platform.c_str()} {
+    : platform(architecture()), service{registry, access, platform.c_str()} {
   show_faults_only();
   registry.set_late_reply_handler([this](Ticket ticket, const LateReply& late) {
     if (ticket != awaited) return;

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "access/access_rules.h"
 #include "libs/lib_manager.h"
 #include "server/answer.h"
 
@@ -38,6 +39,7 @@ class LiveLibrary {
  private:
   const std::string platform;
   LibManager registry;
+  const AccessRules access;  ///< none
   const Service service;
   Ticket awaited = 0;
   char reply[kAnswerSize] = {};

@@ -5,10 +5,9 @@
 #include <new>
 
 #include "Services/dispatcher/settings.h"
-#include "access/access_settings.h"
 #include "config/service_ini.h"
-#include "libs/listing.h"
 #include "server/command_line.h"
+#include "server/service_settings.h"
 #include "util/json/cjson_ptr.h"
 #include "util/language/language.h"
 #include "util/log/log.h"
@@ -64,9 +63,9 @@ void report_charset(const ListedLibrary& listed) {
               kServiceIni, kLibrarySection, listed.key.c_str());
 }
 
-void add_libraries(cJSON* object, CIni& ini) {
+void add_libraries(cJSON* object, const Listing& listing) {
   cJSON* libraries = checked(cJSON_AddArrayToObject(object, "libraries"));
-  for (const ListedLibrary& listed : read_listing(ini)) {
+  for (const ListedLibrary& listed : listing) {
     cJSON* library = checked(cJSON_CreateObject());
     cJSON_AddItemToArray(libraries, library);
     add_text(library, "key", listed.key);
@@ -98,12 +97,10 @@ void add_service_ini(cJSON* document) {
   const Faults faults(object);
   const std::string path = path_of(kServiceIni);
   add_text(object, "path", path);
-  ServiceIni ini(path);
-  add_libraries(object, ini.values());
-  const int port = ini.listening_port();
-  checked(cJSON_AddNumberToObject(object, "port", port));
-  ini.log_in_utf8();
-  add_access(object, read_access(ini, port));
+  const ServiceSettings settings = read_service_settings(path);
+  add_libraries(object, settings.libraries);
+  checked(cJSON_AddNumberToObject(object, "port", settings.port));
+  add_access(object, settings.access);
 }
 
 void add_server_ini(cJSON* document) {

@@ -35,7 +35,6 @@ std::string write_frame(const HelperFrame& frame) {
   std::string packet;
   append(packet, frame.word);
   append(packet, frame.number);
-  append(packet, frame.result);
   return packet.append(frame.text);
 }
 
@@ -54,8 +53,7 @@ std::optional<CommandFrame> read_command_frame(std::string_view packet) {
 
 std::optional<HelperFrame> read_helper_frame(std::string_view packet) {
   HelperFrame frame;
-  if (!take(packet, frame.word) || !take(packet, frame.number) || !take(packet, frame.result))
-    return {};
+  if (!take(packet, frame.word) || !take(packet, frame.number)) return {};
   if (frame.word > HelperWord::kThrown || packet.size() >= kFunctionListSize || holds_zero(packet))
     return {};
   frame.text = packet;

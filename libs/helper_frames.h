@@ -36,14 +36,14 @@ enum class HelperWord : std::uint8_t {
 struct HelperFrame {
   HelperWord word = HelperWord::kReady;
   std::uint32_t number = 0;  ///< of the command that this answers, else 0
-  std::int32_t result = 0;   ///< what the library returned
   std::string text;          ///< without zero bytes
 };
 
 /// Longest packets, in bytes.
 inline constexpr std::size_t kLongestCommandFrame =
     3 * sizeof(std::uint32_t) + QUORVEL_NAME_SIZE + QUORVEL_COMMAND_SIZE;
-inline constexpr std::size_t kLongestHelperFrame = 16 + kFunctionListSize;
+inline constexpr std::size_t kLongestHelperFrame =
+    sizeof(HelperWord) + sizeof(std::uint32_t) + kFunctionListSize;
 /// Largest reply buffer that a command may ask for.
 inline constexpr std::size_t kLargestReply = std::size_t{2} * QUORVEL_REPLY_SIZE;
 

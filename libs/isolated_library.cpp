@@ -17,9 +17,6 @@ constexpr std::chrono::seconds kLongestPause(30);
 /// What an idle library may take to give back what it holds.
 constexpr std::chrono::seconds kEndPatience(1);
 
-/// Of the command of call(), which waits for its reply; no other call has it.
-constexpr Ticket kOwnTicket = ~Ticket{0};
-
 }  // namespace
 
 IsolatedLibrary::IsolatedLibrary(std::string library_path, std::chrono::seconds call_limit,
@@ -57,24 +54,17 @@ LibraryCondition IsolatedLibrary::condition() const {
   return seen;
 }
 
-int IsolatedLibrary::call(const char* name, const char* command, TextBuffer reply) {
-  own_reply.reset();
-  if (call_later(kOwnTicket, name, command, reply.size) != Later::kAccepted)
-    own_reply = {LateReply::Kind::kFailure, 0, messages::kLibraryUnavailable};
-  while (!own_reply) events.handle_events(-1);
-  if (own_reply->kind == LateReply::Kind::kThrown) throw LibraryException(own_reply->text);
-  if (own_reply->kind == LateReply::Kind::kFailure || !copy_text(reply, own_reply->text))
-    write_failure(reply, own_reply->text);
-  return own_reply->result;
-}
-
-Library::Later IsolatedLibrary::call_later(Ticket ticket, const char* name, const char* command,
-                                           std::size_t reply_size) {
-  if (state == State::kDown) return Later::kUnavailable;
-  CommandFrame frame{++last_number, static_cast<std::uint32_t>(reply_size), name, command};
-  waiting.push_back({ticket, std::move(frame)});
+int IsolatedLibrary::call(const char* name, const char* command, TextBuffer reply,
+                          Deferral* later) {
+  if (state == State::kDown || later == nullptr) {
+    write_failure(reply, messages::kLibraryUnavailable);
+    return 0;
+  }
+  CommandFrame frame{++last_number, static_cast<std::uint32_t>(reply.size), name, command};
+  waiting.push_back({later->ticket, std::move(frame)});
+  later->taken = true;
   start_next();
-  return Later::kAccepted;
+  return 0;
 }
 
 void IsolatedLibrary::forget(Ticket ticket) {
@@ -178,8 +168,7 @@ void IsolatedLibrary::on_answered(HelperFrame frame) {
   next_pause = kFirstPause;
   state = State::kIdle;
   const bool thrown = frame.word == HelperWord::kThrown;
-  finish({thrown ? LateReply::Kind::kThrown : LateReply::Kind::kReply, frame.result,
-          std::move(frame.text)});
+  finish({thrown ? LateReply::Kind::kThrown : LateReply::Kind::kReply, std::move(frame.text)});
   start_next();
 }
 
@@ -195,7 +184,7 @@ void IsolatedLibrary::on_deadline() {
       state = State::kEnding;
       timer.start(limit);
       helper->kill();
-      finish({LateReply::Kind::kFailure, 0, messages::kLibraryTimedOut});
+      finish({LateReply::Kind::kFailure, messages::kLibraryTimedOut});
       break;
     case State::kEnding:
       state = State::kDown;
@@ -227,7 +216,7 @@ void IsolatedLibrary::on_end(int status) {
                 running->frame.name.c_str(), end.c_str());
       timer.stop();
       state = State::kEnding;
-      finish({LateReply::Kind::kFailure, 0, messages::kLibraryCrashed});
+      finish({LateReply::Kind::kFailure, messages::kLibraryCrashed});
       start();
       break;
     case State::kIdle:
@@ -262,20 +251,12 @@ void IsolatedLibrary::on_failed_start(const std::string& reason, bool thrown) {
 }
 
 void IsolatedLibrary::finish(const LateReply& reply) {
-  const Call call = std::move(*running);
+  const Ticket ticket = running->ticket;
   running.reset();
-  answer(call, reply);
-}
-
-void IsolatedLibrary::answer(const Call& call, const LateReply& reply) {
-  if (call.ticket == kOwnTicket) {
-    own_reply = reply;
-  } else if (on_reply) {
-    on_reply(call.ticket, reply);
-  }
+  if (on_reply) on_reply(ticket, reply);
 }
 
 void IsolatedLibrary::refuse_waiting() {
   for (const Call& call : std::exchange(waiting, {}))
-    answer(call, {LateReply::Kind::kFailure, 0, messages::kLibraryUnavailable});
+    if (on_reply) on_reply(call.ticket, {LateReply::Kind::kFailure, messages::kLibraryUnavailable});
 }

@@ -30,9 +30,7 @@ class IsolatedLibrary final : public Library, public EventHandler {
   bool init(TextBuffer errtext) override;
   const char* functions() const override { return function_list.c_str(); }
   LibraryCondition condition() const override;
-  int call(const char* name, const char* command, TextBuffer reply) override;
-  Later call_later(Ticket ticket, const char* name, const char* command,
-                   std::size_t reply_size) override;
+  int call(const char* name, const char* command, TextBuffer reply, Deferral* later) override;
   void forget(Ticket ticket) override;
   void ask_to_end() override;
   void end(std::chrono::steady_clock::time_point latest) override;
@@ -62,7 +60,6 @@ class IsolatedLibrary final : public Library, public EventHandler {
   void on_end(int status);
   void on_failed_start(const std::string& reason, bool thrown = false);
   void finish(const LateReply& reply);
-  void answer(const Call& call, const LateReply& reply);
   void refuse_waiting();
 
   const std::string path;
@@ -79,7 +76,6 @@ class IsolatedLibrary final : public Library, public EventHandler {
   bool was_thrown = false;  ///< the library threw `refusal`
   std::deque<Call> waiting;
   std::optional<Call> running;
-  std::optional<LateReply> own_reply;  ///< to the command of call(), which waits for it
   std::uint32_t last_number = 0;
   unsigned restarts = 0;
   bool has_answered = false;  ///< the present helper has given a reply

@@ -126,26 +126,18 @@ LibManager::LibraryTable::const_iterator LibManager::find_function(
 }
 
 int LibManager::call_cmd(const unsigned char* fid, const unsigned char* command,
-                         unsigned char* reply, std::size_t reply_size) {
+                         unsigned char* reply, std::size_t reply_size, Deferral* later) {
   if (reply == nullptr) return 0;
   const TextBuffer out(reinterpret_cast<char*>(reply), reply_size);
   if (fid != nullptr && command != nullptr) {
     const std::string name = ascii_lower(reinterpret_cast<const char*>(fid));
     const auto library = find_function(name);
     if (library != libs.end())
-      return library->second->call(name.c_str(), reinterpret_cast<const char*>(command), out);
+      return library->second->call(name.c_str(), reinterpret_cast<const char*>(command), out,
+                                   later);
   }
   write_failure(out, messages::kNotSupported);
   return 0;
-}
-
-Library::Later LibManager::call_later(Ticket ticket, const char* fid, const char* command,
-                                      std::size_t reply_size) {
-  if (!events) return Library::Later::kNever;
-  const std::string name = ascii_lower(fid);
-  const auto library = find_function(name);
-  if (library == libs.end()) return Library::Later::kNever;
-  return library->second->call_later(ticket, name.c_str(), command, reply_size);
 }
 
 void LibManager::forget(Ticket ticket) {

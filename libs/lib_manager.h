@@ -53,16 +53,13 @@ class LibManager {
 
   /// Lets the library that declares the function `fid` (in any letter case) answer the request with
   /// the command text `command`; the reply (GBK) goes to `reply` of `reply_size` bytes. Returns the
-  /// library's result; 0 with a failure reply when no library declares the function.
+  /// library's result; 0 with a failure reply when no library declares the function. An isolated
+  /// library answers later, under the ticket of `later` (see Library::call), or, with null, not at
+  /// all.
   int call_cmd(const unsigned char* fid, const unsigned char* command, unsigned char* reply,
-               std::size_t reply_size = kReplySize);
+               std::size_t reply_size = kReplySize, Deferral* later = nullptr);
 
-  /// Lets an isolated library answer the same request later, within `reply_size` bytes: see
-  /// Library. kNever when the function is not one of an isolated library; call_cmd has the answer
-  /// then.
-  Library::Later call_later(Ticket ticket, const char* fid, const char* command,
-                            std::size_t reply_size);
-  /// Who gets the replies of call_later, while handle_events() runs.
+  /// Who gets the replies that come later, while handle_events() runs.
   void set_late_reply_handler(LateReplyHandler handler) { on_late_reply = std::move(handler); }
   /// Nobody waits for this reply any more.
   void forget(Ticket ticket);

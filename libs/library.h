@@ -21,8 +21,13 @@ struct LateReply {
     kFailure  ///< `text` is the reason why there is no reply
   };
   Kind kind = Kind::kReply;
-  int result = 0;    ///< the library's own; 0 without a reply
   std::string text;  ///< GBK
+};
+
+/// What a call that may be answered later is answered under, and whether it will be.
+struct Deferral {
+  const Ticket ticket;
+  bool taken = false;
 };
 
 /// Called with each late reply, on the service's thread, while the events of libraries are handled.
@@ -49,22 +54,15 @@ class Library {
   /// How it does: ready, unless it can be anything else between two calls.
   virtual LibraryCondition condition() const { return {}; }
 
-  /// Lets it answer one command at once: the reply goes to `reply`. Returns the library's result,
-  /// or 0 with a failure reply. `name` is the function's, in lower case. What the library throws
-  /// passes through.
-  virtual int call(const char* name, const char* command, TextBuffer reply) = 0;
+  /// Lets it answer one command: `name` is the function's, in lower case. The reply goes to
+  /// `reply`, and the library's result is returned, or 0 with a failure reply. Or, of a library
+  /// that answers later, the reply comes to the registry's handler under the ticket of `later`,
+  /// which is then taken; the result is 0, and `reply` untouched. With null such a library gives no
+  /// reply. What the library throws passes through.
+  virtual int call(const char* name, const char* command, TextBuffer reply, Deferral* later) = 0;
 
-  enum class Later {
-    kNever,       ///< this library answers at once: use call()
-    kAccepted,    ///< the reply comes to the registry's handler, under the ticket
-    kUnavailable  ///< it can't be started at present, and gives no reply
-  };
-  /// Lets it answer the same command later, within `reply_size` bytes.
-  virtual Later call_later(Ticket /*ticket*/, const char* /*name*/, const char* /*command*/,
-                           std::size_t /*reply_size*/) {
-    return Later::kNever;
-  }
-  /// Drops a call that has not begun yet. One that has runs to its end, and is answered.
+  /// Drops a call that was to be answered later and has not begun yet. One that has runs to its
+  /// end, and is answered.
   virtual void forget(Ticket) {}
 
   /// Ends what runs outside the service's process, in two steps, so that many can end at once: lets

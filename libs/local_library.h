@@ -12,7 +12,7 @@ class LocalLibrary final : public Library {
 
   bool init(TextBuffer errtext) override { return binding.init(errtext.data, errtext.size); }
   const char* functions() const override { return binding.functions(); }
-  int call(const char* name, const char* command, TextBuffer reply) override;
+  int call(const char* name, const char* command, TextBuffer reply, Deferral* later) override;
 
  private:
   Funlib binding;

@@ -85,9 +85,9 @@ void set_log_level(int argc, const char** argv) {
 }
 
 lws_context_creation_info context_settings(int argc, const char** argv, int port,
-                                           Service& service) {
+                                           RequestChannel& channel) {
   lws_context_creation_info info{};
-  info.user = &service;
+  info.user = &channel;
   info.port = port;
   info.protocols = protocols;
   info.mounts = &mount;
@@ -226,12 +226,12 @@ int main(int argc, const char** argv) {
   std::signal(SIGINT, sigint_handler);
 
   log_user("Server Initializing \n");
-  Service service{libmanager, settings.access, xtjg};
-  const lws_context_creation_info info = context_settings(argc, argv, settings.port, service);
+  RequestChannel channel{libmanager, settings.access, {libmanager, {settings.access, xtjg}}};
+  const lws_context_creation_info info = context_settings(argc, argv, settings.port, channel);
   UniqueContext context(create_context(info, settings.access.loopback_alone));
   if (!context) return 1;
   guard_page_files(context.get());
-  if (!watch_late_replies(context.get(), service)) {
+  if (!channel.watch_late_replies(context.get())) {
     log_error("Server init failed\n");
     log_error("no descriptor is left to watch the isolated libraries with; raise the limit\n");
     return 1;

@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <string>
-#include <unordered_map>
 
 #include "access/access_rules.h"
 #include "libs/lib_manager.h"
@@ -34,41 +33,33 @@ void log_peer(lws* wsi) {
   log_admitted(LogLevel::kUser, kLine, peer, static_cast<int>(lws_http_client_http_response(wsi)));
 }
 
-/// The connections that wait for a reply, by the ticket under which it comes.
-std::unordered_map<Ticket, lws*> waiting;
-
-const Service& service_of(lws* wsi) {
-  return *static_cast<const Service*>(lws_context_user(lws_get_context(wsi)));
+RequestChannel& channel_of(lws* wsi) {
+  return *static_cast<RequestChannel*>(lws_context_user(lws_get_context(wsi)));
 }
 
-const AccessRules& rules_of(lws* wsi) { return service_of(wsi).access; }
+const AccessRules& rules_of(lws* wsi) { return channel_of(wsi).access; }
 
-/// Sets the connection's reply to the complete message.
+/// Sets the connection's reply to the complete message, unless that comes later.
 void answer(lws* wsi, per_conn_data& conn, const Message& message) {
-  const Answer answer =
+  const std::size_t length =
       message.refusal == nullptr
-          ? answer_message(service_of(wsi), message.text, conn.allowed, conn.payload)
-          : Answer{answer_failure(message.refusal, conn.payload)};
-  conn.payload_len = static_cast<std::int32_t>(answer.length);
-  conn.awaited = answer.ticket;
-  if (answer.ticket != 0) waiting[answer.ticket] = wsi;
+          ? channel_of(wsi).answers.answer(message.text, conn.allowed, wsi, conn.payload)
+          : answer_failure(message.refusal, conn.payload);
+  conn.payload_len = static_cast<std::int32_t>(length);
 }
 
 /// Sets the reply that has come under the ticket, unless its connection has gone.
-void on_late_reply(const Service& service, Ticket ticket, const LateReply& late) {
-  const auto it = waiting.find(ticket);
-  if (it == waiting.end()) return;
-  lws* wsi = it->second;
-  waiting.erase(it);
+void on_late_reply(Answerer& answers, Ticket ticket, const LateReply& late) {
+  lws* wsi = answers.who_waits(ticket);
+  if (wsi == nullptr) return;
   auto& conn = *static_cast<per_conn_data*>(lws_wsi_user(wsi));
-  conn.awaited = 0;
-  conn.payload_len = static_cast<std::int32_t>(answer_later(service, ticket, late, conn.payload));
+  conn.payload_len = static_cast<std::int32_t>(answers.answer_later(ticket, late, conn.payload));
   lws_callback_on_writable(wsi);
 }
 
 void on_closed(lws* wsi, per_conn_data& conn) {
   abandon_message(conn.assembly, lws_get_socket_fd(wsi));
-  if (waiting.erase(conn.awaited) != 0) forget_answer(service_of(wsi), conn.awaited);
+  channel_of(wsi).answers.forget(wsi);
 }
 
 void on_receive(lws* wsi, per_conn_data& conn, std::string_view chunk) {
@@ -177,7 +168,7 @@ int callback_minimal_broker(lws* wsi, lws_callback_reasons reason, void* user, v
       lws_rx_flow_control(wsi, 1);
       break;
     case LWS_CALLBACK_RAW_RX_FILE:
-      service_of(wsi).registry.handle_events();
+      channel_of(wsi).registry.handle_events();
       return 0;
     case LWS_CALLBACK_PROTOCOL_DESTROY:
       return 0;
@@ -187,10 +178,10 @@ int callback_minimal_broker(lws* wsi, lws_callback_reasons reason, void* user, v
   return lws_callback_http_dummy(wsi, reason, user, in, len);
 }
 
-bool watch_late_replies(lws_context* context, Service& service) {
-  service.registry.set_late_reply_handler(
-      [&service](Ticket ticket, const LateReply& late) { on_late_reply(service, ticket, late); });
-  const int events = service.registry.event_descriptor();
+bool RequestChannel::watch_late_replies(lws_context* context) {
+  registry.set_late_reply_handler(
+      [this](Ticket ticket, const LateReply& late) { on_late_reply(answers, ticket, late); });
+  const int events = registry.event_descriptor();
   if (events < 0) return true;
   // libwebsockets closes what it is given.
   lws_sock_file_fd_type descriptor{};

@@ -16,18 +16,23 @@ struct per_conn_data {
   char binary;  ///< the last frame was a binary one
   char final;   ///< the last chunk completed its message
   MessageAssembly assembly;
-  Ticket awaited;                ///< not 0: the reply to the last message comes later
   const FunctionNames* allowed;  ///< what its site may call; null: everything
 };
 
 /// The protocols that the context serves: "ws" alone, which therefore takes the port's HTTP
-/// callbacks too. The context's user pointer leads to the Service that answers.
+/// callbacks too. The context's user pointer leads to its RequestChannel.
 extern const lws_protocols protocols[];
 
-/// Lets the channel send the replies that come later, and watch the registry's events in the
-/// context of `service`. Once, after the context has been created. False when libwebsockets can't
-/// watch them.
-bool watch_late_replies(lws_context* context, Service& service);
+/// What the connections of a context have in common; outlives the context.
+struct RequestChannel {
+  LibManager& registry;
+  const AccessRules& access;
+  Answerer answers;
+
+  /// Sends the replies that come later, and lets the context watch the registry's events. Once,
+  /// after the context has been created. False when libwebsockets can't watch them.
+  bool watch_late_replies(lws_context* context);
+};
 
 /// Protocol callback of the request channel: collects the chunks of each message, answers every
 /// complete message with exactly one UTF-8 text message, and holds each connection to one message

@@ -5,6 +5,7 @@
 
 #include "Services/dispatcher/json_reply.h"
 #include "Services/dispatcher/status.h"
+#include "access/access_rules.h"
 #include "libs/function_list.h"
 #include "libs/lib_manager.h"
 #include "util/json/json_object.h"
@@ -12,7 +13,15 @@
 
 namespace {
 
+/// The one function of the service's own whose reply is larger than others, and UTF-8.
+constexpr std::string_view kStatusFunction = "quorvel.status";
+
 const auto kStart = std::chrono::steady_clock::now();
+
+std::chrono::seconds uptime() {
+  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() -
+                                                          kStart);
+}
 
 const unsigned char* bytes(const char* text) {
   return reinterpret_cast<const unsigned char*>(text);
@@ -28,57 +37,58 @@ Jdispatcher::Jdispatcher(LibManager* registry, std::string_view text)
   command[0] = fid[0] = '\0';
 }
 
+Outcome Jdispatcher::answer(const Surroundings& surroundings, const FunctionNames* allowed,
+                            Ticket ticket, TextBuffer reply) {
+  Deferral later{ticket};
+  if (init(reply.data, surroundings.platform, reply.size)) {
+    if (allowed != nullptr && !allowed->contains(fid)) {
+      refuse(reply, messages::kNotAllowed);
+    } else if (fid == kStatusFunction) {
+      return Utf8(status_reply(mgr->status(), surroundings.access, uptime()));
+    } else {
+      dispatch(reply.data, reply.size, &later);
+    }
+  }
+  if (later.taken) return ticket;
+  return GbkView(reply.data);
+}
+
 bool Jdispatcher::init(char* out, const char* platform, std::size_t size) {
   if (!request_fits) return write_failure({out, size}, messages::kMessageTooLong);
   neb::CJsonObject json{std::string_view(request)};
   std::string name;
   if (const char* refusal = make_command(json, platform, name))
     return write_failure({out, size}, refusal);
-  own = own_function(name);
   return copy_text(command, json.ToString()) && copy_text(fid, name);
 }
 
-bool Jdispatcher::dispatch_long(const AccessRules& access, TextBuffer out) {
-  if (own == nullptr || own->answer != nullptr) return false;
-  const auto uptime = std::chrono::steady_clock::now() - kStart;
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(uptime);
-  return copy_text(out, status_reply(mgr->status(), access, seconds));
+bool Jdispatcher::dispatch(char* out, std::size_t size, Deferral* later) {
+  const OwnFunction own = own_function(fid);
+  return own != nullptr ? (this->*own)({out, size}) : forward({out, size}, later);
 }
 
-bool Jdispatcher::dispatch(char* out, std::size_t size) {
-  if (own == nullptr) return forward({out, size});
-  return own->answer == nullptr ? refuse({out, size}) : (this->*own->answer)({out, size});
-}
-
-Library::Later Jdispatcher::dispatch_later(Ticket ticket, std::size_t size) {
-  if (own != nullptr) return Library::Later::kNever;
-  return mgr->call_later(ticket, fid, command, size);
-}
-
-const Jdispatcher::Own* Jdispatcher::own_function(std::string_view name) {
-  static constexpr Own kOwnFunctions[] = {{"config", &Jdispatcher::config},
-                                          {"getconfig", &Jdispatcher::getconfig},
-                                          {"quorvel.status", nullptr}};
-  static constexpr Own kReserved = {kReservedPrefix, &Jdispatcher::refuse};
-  for (const Own& function : kOwnFunctions)
-    if (function.name == name) return &function;
-  return is_reserved_name(name) ? &kReserved : nullptr;
+Jdispatcher::OwnFunction Jdispatcher::own_function(std::string_view name) {
+  if (name == "config") return &Jdispatcher::config;
+  if (name == "getconfig") return &Jdispatcher::getconfig;
+  return is_reserved_name(name) ? &Jdispatcher::refuse_reserved : nullptr;
 }
 
 bool Jdispatcher::is_own_function(std::string_view name) { return own_function(name) != nullptr; }
 
-bool Jdispatcher::forward(TextBuffer out) {
+bool Jdispatcher::forward(TextBuffer out, Deferral* later) {
   const int result = mgr->call_cmd(bytes(fid), bytes(command),
-                                   reinterpret_cast<unsigned char*>(out.data), out.size);
-  complete_fid(out, fid);
+                                   reinterpret_cast<unsigned char*>(out.data), out.size, later);
+  if (later == nullptr || !later->taken) complete_fid(out, fid);
   return result != 0;
 }
 
-bool Jdispatcher::refuse(TextBuffer out) {
-  write_failure(out, messages::kNotSupported);
+bool Jdispatcher::refuse(TextBuffer out, const char* reason) {
+  write_failure(out, reason);
   complete_fid(out, fid);
   return false;
 }
+
+bool Jdispatcher::refuse_reserved(TextBuffer out) { return refuse(out, messages::kNotSupported); }
 
 bool Jdispatcher::config(TextBuffer out) { return update_settings(command, out); }
 

@@ -37,10 +37,10 @@ std::optional<CommandFrame> next_command() {
 HelperFrame load(Funlib& library) {
   char errtext[QUORVEL_ERROR_SIZE] = {};
   try {
-    if (library.init(errtext)) return {HelperWord::kReady, 0, 1, library.functions()};
-    return {HelperWord::kRefused, 0, 0, errtext};
+    if (library.init(errtext)) return {HelperWord::kReady, 0, library.functions()};
+    return {HelperWord::kRefused, 0, errtext};
   } catch (...) {
-    return {HelperWord::kThrown, 0, 0, current_exception_text(messages::kException)};
+    return {HelperWord::kThrown, 0, current_exception_text(messages::kException)};
   }
 }
 
@@ -51,12 +51,11 @@ HelperFrame answer(Funlib& library, const CommandFrame& command) {
   };
   std::memset(reply, 0, command.reply_size);
   try {
-    const int result =
-        library.call_cmd(bytes(command.name), bytes(command.command), reply, command.reply_size);
-    return {HelperWord::kReply, command.number, result, reinterpret_cast<const char*>(reply)};
+    library.call_cmd(bytes(command.name), bytes(command.command), reply, command.reply_size);
+    return {HelperWord::kReply, command.number, reinterpret_cast<const char*>(reply)};
   } catch (...) {
     const std::string text = current_exception_text(messages::kException);
-    return {HelperWord::kThrown, command.number, 0, text.substr(0, command.reply_size - 1)};
+    return {HelperWord::kThrown, command.number, text.substr(0, command.reply_size - 1)};
   }
 }
 

@@ -154,7 +154,7 @@ std::string PcscLibrary::functions() {
 std::string PcscLibrary::call(const std::string& function, const std::string& data) const {
   const std::string command = R"({"data":{)" + data + R"(},"platform":"x86_64"})";
   char reply[QUORVEL_REPLY_SIZE] = {};
-  const bool success = library->call(function.c_str(), command.c_str(), reply) != 0;
+  const bool success = library->call(function.c_str(), command.c_str(), reply, nullptr) != 0;
   EXPECT_EQ(success, std::string(reply).find(R"("result":"true")") != std::string::npos) << reply;
   return utf8(reply);
 }

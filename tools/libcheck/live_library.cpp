@@ -22,13 +22,13 @@ void show_faults_only() {
 }  // namespace
 
 LiveLibrary::LiveLibrary(const std::string& path, std::chrono::milliseconds limit)
-    : platform(architecture()), service{registry, access, platform.c_str()} {
+    : platform(architecture()), answers(registry, {access, platform.c_str()}) {
   show_faults_only();
   registry.set_late_reply_handler([this](Ticket ticket, const LateReply& late) {
-    if (ticket != awaited) return;
-    awaited = 0;
+    if (!waits) return;
+    waits = false;
     by_library = late.kind != LateReply::Kind::kFailure;
-    answer_later(service, ticket, late, reply);
+    answers.answer_later(ticket, late, reply);
   });
   char reason[kErrorTextSize] = {};
   const InterruptsAtOnce while_it_loads;
@@ -44,8 +44,8 @@ LiveLibrary::~LiveLibrary() { registry.end_isolated(); }
 PageReply LiveLibrary::answer(const std::string& page) {
   const auto start = std::chrono::steady_clock::now();
   by_library = false;
-  awaited = answer_message(service, page, nullptr, reply).ticket;
-  while (awaited != 0) {
+  waits = answers.answer(page, nullptr, nullptr, reply) == 0;
+  while (waits) {
     wait_readable(registry.event_descriptor(), std::chrono::milliseconds(-1));
     registry.handle_events();
   }

@@ -40,8 +40,8 @@ class LiveLibrary {
   const std::string platform;
   LibManager registry;
   const AccessRules access;  ///< none
-  const Service service;
-  Ticket awaited = 0;
+  Answerer answers;
+  bool waits = false;
   char reply[kAnswerSize] = {};
   bool by_library = false;
 };

@@ -3,10 +3,7 @@
 #include <string>
 #include <string_view>
 
-/// How the bytes of a JSON text's strings form characters. In UTF-8, and in anything else whose
-/// bytes from 128 upwards are never part of an ASCII character, each byte stands for itself; in GBK
-/// (and GB18030) the second byte of a character can be the one of a backslash or of a bracket.
-enum class Charset { kUtf8, kGbk };
+#include "util/text/charset.h"
 
 /// Length in bytes of what stands at the start of `text` as it does in the content of a JSON
 /// string: whole characters up to the first quotation mark, backslash, control byte or, in GBK,

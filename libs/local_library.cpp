@@ -1,7 +1,7 @@
 #include "libs/local_library.h"
 
+#include "util/text/bytes.h"
+
 int LocalLibrary::call(const char* name, const char* command, TextBuffer reply, Deferral*) {
-  const auto bytes = [](const char* text) { return reinterpret_cast<const unsigned char*>(text); };
-  return binding.call_cmd(bytes(name), bytes(command), reinterpret_cast<unsigned char*>(reply.data),
-                          reply.size);
+  return binding.call_cmd(as_bytes(name), as_bytes(command), as_bytes(reply.data), reply.size);
 }

@@ -13,6 +13,7 @@
 #include "server/startup.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
+#include "util/text/bytes.h"
 
 static_assert(sizeof per_conn_data::headroom >= LWS_PRE, "lws_write needs its room in front");
 static_assert(sizeof per_conn_data::payload >= kAnswerSize, "every reply fits");
@@ -102,7 +103,7 @@ void on_writeable(lws* wsi, per_conn_data& conn) {
     lws_rx_flow_control(wsi, 1);
   } else if (conn.payload_len != 0) {
     const auto length = static_cast<std::size_t>(conn.payload_len);
-    lws_write(wsi, reinterpret_cast<unsigned char*>(conn.payload), length, LWS_WRITE_TEXT);
+    lws_write(wsi, as_bytes(conn.payload), length, LWS_WRITE_TEXT);
     std::memset(conn.payload, 0, length);
     conn.payload_len = 0;
     lws_rx_flow_control(wsi, 1);

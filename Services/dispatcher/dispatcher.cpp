@@ -9,6 +9,7 @@
 #include "libs/function_list.h"
 #include "libs/lib_manager.h"
 #include "util/json/json_object.h"
+#include "util/text/bytes.h"
 #include "util/text/messages.h"
 
 namespace {
@@ -21,10 +22,6 @@ const auto kStart = std::chrono::steady_clock::now();
 std::chrono::seconds uptime() {
   return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() -
                                                           kStart);
-}
-
-const unsigned char* bytes(const char* text) {
-  return reinterpret_cast<const unsigned char*>(text);
 }
 
 }  // namespace
@@ -76,8 +73,8 @@ Jdispatcher::OwnFunction Jdispatcher::own_function(std::string_view name) {
 bool Jdispatcher::is_own_function(std::string_view name) { return own_function(name) != nullptr; }
 
 bool Jdispatcher::forward(TextBuffer out, Deferral* later) {
-  const int result = mgr->call_cmd(bytes(fid), bytes(command),
-                                   reinterpret_cast<unsigned char*>(out.data), out.size, later);
+  const int result =
+      mgr->call_cmd(as_bytes(fid), as_bytes(command), as_bytes(out.data), out.size, later);
   if (later == nullptr || !later->taken) complete_fid(out, fid);
   return result != 0;
 }

@@ -4,6 +4,7 @@
 
 #include "util/json/failure_reply.h"
 #include "util/json/json_object.h"
+#include "util/text/bytes.h"
 #include "util/text/conversion.h"
 #include "util/text/messages.h"
 
@@ -18,7 +19,7 @@ std::optional<std::string> with_fid(const char* reply, std::string_view name) {
   std::string present;
   if (json.Get(kFid, present)) return {};
   const std::string fid = utf8_to_gbk(name);
-  jsonadd(&json, kFid, reinterpret_cast<const unsigned char*>(fid.c_str()));
+  jsonadd(&json, kFid, as_bytes(fid.c_str()));
   return json.ToString();
 }
 

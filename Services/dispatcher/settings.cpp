@@ -19,6 +19,7 @@
 #include "util/log/log.h"
 #include "util/os/port.h"
 #include "util/text/ascii.h"
+#include "util/text/bytes.h"
 #include "util/text/format.h"
 #include "util/text/gbk.h"
 #include "util/text/messages.h"
@@ -35,7 +36,7 @@ constexpr std::size_t kStoredAddressSize = 30;
 constexpr std::size_t kStoredPortSize = 7;
 
 void add(neb::CJsonObject& json, const char* key, const std::string& value) {
-  jsonadd(&json, key, reinterpret_cast<const unsigned char*>(value.c_str()));
+  jsonadd(&json, key, as_bytes(value.c_str()));
 }
 
 bool refuse(TextBuffer out, std::string_view reason) {
@@ -134,8 +135,7 @@ bool update_settings(const char* command, TextBuffer out) {
 }
 
 bool store_server_address(const char* ip, int port, TextBuffer errmsg) {
-  if (!socket_conn(ip, port, reinterpret_cast<unsigned char*>(errmsg.data), errmsg.size))
-    return false;
+  if (!socket_conn(ip, port, as_bytes(errmsg.data), errmsg.size)) return false;
   char path[kProgramPathSize];
   if (!settings_path(path)) return fail_with(errmsg, messages::kSettingsPathTooLong);
   writeStringVlaue(kSection, kAddressKey, ip, path);

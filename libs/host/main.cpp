@@ -14,6 +14,7 @@
 #include "libs/helper_frames.h"
 #include "util/log/log.h"
 #include "util/os/child.h"
+#include "util/text/bytes.h"
 #include "util/text/conversion.h"
 #include "util/text/format.h"
 #include "util/text/messages.h"
@@ -46,12 +47,10 @@ HelperFrame load(Funlib& library) {
 
 HelperFrame answer(Funlib& library, const CommandFrame& command) {
   static unsigned char reply[kLargestReply];
-  const auto bytes = [](const std::string& text) {
-    return reinterpret_cast<const unsigned char*>(text.c_str());
-  };
   std::memset(reply, 0, command.reply_size);
   try {
-    library.call_cmd(bytes(command.name), bytes(command.command), reply, command.reply_size);
+    library.call_cmd(as_bytes(command.name.c_str()), as_bytes(command.command.c_str()), reply,
+                     command.reply_size);
     return {HelperWord::kReply, command.number, reinterpret_cast<const char*>(reply)};
   } catch (...) {
     const std::string text = current_exception_text(messages::kException);

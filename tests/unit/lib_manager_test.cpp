@@ -8,13 +8,10 @@
 #include "libs/funlib.h"
 #include "tests/support/text.h"
 #include "util/os/program_path.h"
+#include "util/text/bytes.h"
 #include "util/text/messages.h"
 
 namespace {
-
-const unsigned char* bytes(const char* text) {
-  return reinterpret_cast<const unsigned char*>(text);
-}
 
 bool is_loaded(const std::string& path) {
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
@@ -32,7 +29,7 @@ TEST(LibManager, RoutesUntilALibraryIsTakenOutAndStartsOver) {
   int result = -1;
   const auto call = [&](const char* fid) {
     unsigned char reply[kReplySize] = {};
-    result = registry.call_cmd(bytes(fid), bytes("{}"), reply);
+    result = registry.call_cmd(as_bytes(fid), as_bytes("{}"), reply);
     return std::string(reinterpret_cast<const char*>(reply));
   };
   EXPECT_TRUE(registry.addlib(kSecond.c_str(), errtext));
@@ -52,14 +49,14 @@ TEST(LibManager, RoutesUntilALibraryIsTakenOutAndStartsOver) {
   EXPECT_EQ(call("echo"), failure(messages::kNotSupported));
   EXPECT_EQ(result, 0);
   EXPECT_EQ(call(nullptr), failure(messages::kNotSupported));
-  EXPECT_EQ(registry.call_cmd(bytes("echo"), bytes("{}"), nullptr), 0);
+  EXPECT_EQ(registry.call_cmd(as_bytes("echo"), as_bytes("{}"), nullptr), 0);
 }
 
 TEST(Funlib, SaysWhatItLacks) {
   char errtext[kReplySize] = {};
   unsigned char reply[kReplySize] = {};
   Funlib library(kFirst.c_str());
-  EXPECT_EQ(library.call_cmd(bytes("echo"), bytes("{}"), reply), 0);
+  EXPECT_EQ(library.call_cmd(as_bytes("echo"), as_bytes("{}"), reply), 0);
   EXPECT_EQ(reinterpret_cast<const char*>(reply), failure(messages::kNotInitialised));
   EXPECT_TRUE(library.init(errtext));
   EXPECT_FALSE(library.init(errtext));

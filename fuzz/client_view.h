@@ -6,6 +6,7 @@
 #include "fuzz/input.h"
 #include "util/json/cjson_ptr.h"
 #include "util/text/conversion.h"
+#include "util/text/hex.h"
 
 /// The reply as the client gets it, whatever its bytes.
 inline std::string client_text(const std::string& reply) {
@@ -17,8 +18,7 @@ inline std::string client_text(const std::string& reply) {
 /// Whether four digits follow every \u, which cJSON does not ask for.
 inline bool has_whole_escapes(const std::string& json) {
   for (std::size_t at = json.find('\\'); at != std::string::npos; at = json.find('\\', at + 2))
-    if (json[at + 1] == 'u' && json.find_first_not_of("0123456789abcdefABCDEF", at + 2) < at + 6)
-      return false;
+    if (json[at + 1] == 'u' && json.find_first_not_of(kHexDigits, at + 2) < at + 6) return false;
   return true;
 }
 

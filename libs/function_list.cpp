@@ -3,26 +3,19 @@
 #include <algorithm>
 
 #include "util/text/ascii.h"
+#include "util/text/hex.h"
 
 namespace {
 
 /// What may stand between two names.
 constexpr std::string_view kSeparators = " \t\r\n,;|\"'()[]{}";
 
-/// The value of a hexadecimal digit, or -1.
-int digit_value(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 }  // namespace
 
 std::string decode_function_list(std::string_view answer, std::size_t limit) {
   std::string bytes((answer.size() + 1) / 2, '\0');
   for (std::size_t from_end = 0; from_end < answer.size(); ++from_end) {
-    const int digit = digit_value(answer[answer.size() - 1 - from_end]);
+    const int digit = hex_value(answer[answer.size() - 1 - from_end]);
     if (digit < 0) break;
     char& byte = bytes[bytes.size() - 1 - from_end / 2];
     byte = static_cast<char>(from_end % 2 == 0 ? digit : byte | digit << 4);

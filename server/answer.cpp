@@ -8,15 +8,12 @@
 #include "libs/lib_manager.h"
 #include "util/json/failure_reply.h"
 #include "util/log/log.h"
-#include "util/text/ascii.h"
 #include "util/text/format.h"
 #include "util/text/messages.h"
+#include "util/text/utf8.h"
 
 namespace {
 
-constexpr std::string_view kCannedName = "readcardbas";
-constexpr std::string_view kCannedRequest =
-    R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})";
 constexpr std::size_t kShortestRequest = 6;  // bytes of a JSON request
 constexpr std::size_t kShownSize = 64;       // bytes of an unrecognised message that are printed
 
@@ -36,9 +33,8 @@ void write_exception(bool canned, const std::string& text, TextBuffer reply) {
 /// The beginning of a message for the log, which is GBK, and the message's length: more of it may
 /// be somebody's data.
 void print_unrecognised(std::string_view message) {
-  std::size_t end = std::min(message.size(), kShownSize);
-  while (end > 0 && end < message.size() && is_utf8_tail(message[end])) --end;
-  print(messages::kUnrecognisedLine, utf8_to_gbk(message.substr(0, end)).c_str(), message.size());
+  print(messages::kUnrecognisedLine, utf8_to_gbk(cut_utf8(message, kShownSize)).c_str(),
+        message.size());
 }
 
 }  // namespace

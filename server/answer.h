@@ -15,6 +15,11 @@
 
 struct lws;
 
+/// The bare word that stands for the canned request, and that request.
+inline constexpr std::string_view kCannedName = "readcardbas";
+inline constexpr std::string_view kCannedRequest =
+    R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})";
+
 /// Size in bytes of the reply to the canned request, the larger of the two kinds of replies of
 /// libraries.
 inline constexpr std::size_t kCannedReplySize = 2048;

@@ -7,6 +7,7 @@
 #include "util/json/json_text.h"
 #include "util/text/ascii.h"
 #include "util/text/conversion.h"
+#include "util/text/utf8.h"
 
 namespace {
 
@@ -64,9 +65,7 @@ std::string shown(std::string_view foreign, std::size_t longest) {
   text = without_folders(std::move(text));
   std::replace_if(text.begin(), text.end(), is_control, ' ');
   text.resize(std::min(text.find_last_not_of(' ') + 1, text.size()));
-  if (text.size() <= longest) return text;
-  while (is_utf8_tail(text[longest])) --longest;
-  return text.substr(0, longest);
+  return std::string(cut_utf8(text, longest));
 }
 
 std::string quoted(std::string_view utf8) {

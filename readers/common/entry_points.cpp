@@ -5,9 +5,9 @@
 
 #include "quorvel_reader.h"
 #include "readers/common/failure.h"
-#include "readers/common/hex.h"
 #include "readers/common/reader.h"
 #include "util/text/conversion.h"
+#include "util/text/hex.h"
 
 namespace {
 

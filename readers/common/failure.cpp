@@ -1,6 +1,6 @@
 #include "readers/common/failure.h"
 
-#include "util/text/ascii.h"
+#include "util/text/utf8.h"
 
 namespace {
 
@@ -13,10 +13,7 @@ constexpr FailureKind kAll[] = {kNoReader,      kNoCard,        kCardRemoved,   
                                 kBadValue,      kUnknownPerson, kCardFile,        kReplyTooLong};
 
 std::string shorten(std::string_view text, std::size_t limit) {
-  if (text.size() <= limit) return std::string(text);
-  std::size_t end = limit;
-  while (end > 0 && is_utf8_tail(text[end])) --end;
-  return std::string(text.substr(0, end)) + "...";
+  return std::string(cut_utf8(text, limit)) + (text.size() > limit ? "..." : "");
 }
 
 std::string with_detail(std::string text, std::string_view detail, std::size_t limit) {

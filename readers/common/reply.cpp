@@ -2,22 +2,13 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <memory>
-#include <new>
 
 #include "quorvel_reader.h"
-#include "util/text/ascii.h"
 #include "util/text/conversion.h"
 #include "util/text/converter.h"
+#include "util/text/utf8.h"
 
 namespace {
-
-std::string print(const cJSON* object) {
-  const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object),
-                                                          cJSON_free);
-  if (!text) throw std::bad_alloc();
-  return text.get();
-}
 
 /// The character at the start of `utf8`, which is taken off, as JSON's escapes.
 std::string escaped_character(std::string_view& utf8) {
@@ -64,20 +55,10 @@ Json envelope(const char* result, const std::string& function) {
 
 }  // namespace
 
-Json new_object() {
-  Json object(cJSON_CreateObject());
-  if (!object) throw std::bad_alloc();
-  return object;
-}
-
-void add_text(cJSON* object, const char* name, const std::string& text) {
-  if (cJSON_AddStringToObject(object, name, text.c_str()) == nullptr) throw std::bad_alloc();
-}
-
 Reply success_reply(const std::string& function, Json data) {
   const Json reply = envelope("true", function);
   cJSON_AddItemToObject(reply.get(), "data", data.release());
-  std::string json = json_to_gbk(print(reply.get()));
+  std::string json = json_to_gbk(compact_json(reply.get()));
   if (json.size() >= QUORVEL_REPLY_SIZE) throw Failure(failures::kReplyTooLong);
   return {true, json};
 }
@@ -86,7 +67,7 @@ Reply failure_reply(const std::string& function, const Failure& failure) {
   const Json reply = envelope("false", function);
   add_text(reply.get(), "errcode", failure.errcode());
   add_text(reply.get(), "errmsg", failure.what());
-  std::string json = json_to_gbk(print(reply.get()));
+  std::string json = json_to_gbk(compact_json(reply.get()));
   // A name of control bytes grows sixfold, here and as the detail of the failure.
   if (json.size() >= QUORVEL_REPLY_SIZE && !function.empty()) return failure_reply("", failure);
   return {false, json};

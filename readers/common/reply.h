@@ -12,10 +12,6 @@ struct Reply {
   std::string json;  // GBK, compact, with the terminating zero within QUORVEL_REPLY_SIZE bytes
 };
 
-/// A JSON object without members, and a text (UTF-8) put into one. Throw when memory runs out.
-Json new_object();
-void add_text(cJSON* object, const char* name, const std::string& text);
-
 /// The reply of success; a character that GBK lacks is written as a JSON escape. Throws Failure
 /// (reply_too_long).
 Reply success_reply(const std::string& function, Json data);

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <map>
 
-#include "readers/common/hex.h"
 #include "readers/pcsc/apdu.h"
 #include "readers/pcsc/card_data_error.h"
 #include "readers/pcsc/decoding.h"
 #include "readers/pcsc/tlv.h"
+#include "util/text/hex.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include "readers/pcsc/decoding.h"
 
-#include "readers/common/hex.h"
 #include "readers/pcsc/card_data_error.h"
 #include "util/text/ascii.h"
 #include "util/text/conversion.h"
 #include "util/text/converter.h"
+#include "util/text/hex.h"
 #include "util/text/number.h"
 
 namespace {

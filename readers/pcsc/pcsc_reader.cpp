@@ -2,9 +2,9 @@
 
 #include <new>
 
-#include "readers/common/hex.h"
 #include "readers/pcsc/card_reading.h"
 #include "readers/pcsc/functions.h"
+#include "util/text/hex.h"
 
 namespace {
 

@@ -1,9 +1,7 @@
 #include "readers/pcsc/step_syntax.h"
 
-#include <cctype>
-
-#include "readers/common/hex.h"
 #include "readers/pcsc/words.h"
+#include "util/text/hex.h"
 
 namespace {
 
@@ -107,7 +105,7 @@ AtrPattern parse_atr(std::string_view value) {
     if (atr.open) throw Mistake("“*”只能在末尾");
     if (c == '*') {
       atr.open = true;
-    } else if (c == '?' || std::isxdigit(static_cast<unsigned char>(c)) != 0) {
+    } else if (c == '?' || hex_value(c) >= 0) {
       digits += c == '?' ? '0' : c;
       mask += c == '?' ? '0' : 'F';
     } else {

@@ -1,7 +1,7 @@
 #include "readers/pcsc/tlv.h"
 
-#include "readers/common/hex.h"
 #include "readers/pcsc/card_data_error.h"
+#include "util/text/hex.h"
 
 namespace {
 

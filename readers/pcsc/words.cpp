@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "readers/common/hex.h"
 #include "util/text/ascii.h"
+#include "util/text/hex.h"
 #include "util/text/number.h"
 
 void Words::skip_blanks() {

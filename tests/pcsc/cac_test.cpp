@@ -2,8 +2,8 @@
 
 #include <libcacard.h>
 
-#include "readers/common/hex.h"
 #include "tests/pcsc/pcsc_test.h"
+#include "util/text/hex.h"
 
 namespace {
 

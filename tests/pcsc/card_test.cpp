@@ -1,8 +1,8 @@
 // Cards as the shipped profiles describe them, with invented people, through pcscd.
 
-#include "readers/common/hex.h"
 #include "tests/pcsc/pcsc_test.h"
 #include "tests/support/service_test.h"
+#include "util/text/hex.h"
 
 namespace {
 

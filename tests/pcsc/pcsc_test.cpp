@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <system_error>
 
-#include "readers/common/hex.h"
 #include "tests/support/checked.h"
 #include "tests/support/own_network.h"
 #include "tests/support/text.h"
+#include "util/text/hex.h"
 
 namespace fs = std::filesystem;
 

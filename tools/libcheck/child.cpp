@@ -26,8 +26,8 @@
 #include "util/handle/unique_fd.h"
 #include "util/language/language.h"
 #include "util/os/child.h"
-#include "util/text/ascii.h"
 #include "util/text/format.h"
+#include "util/text/utf8.h"
 
 namespace {
 
@@ -55,11 +55,7 @@ Control* control = nullptr;
 /// What does not fit is left out, by whole characters of UTF-8.
 template <std::size_t size>
 void copy(char (&out)[size], const char* text) {
-  std::size_t length = strnlen(text, size);
-  if (length == size)
-    for (--length; length > 0 && is_utf8_tail(text[length]);) --length;
-  std::memcpy(out, text, length);
-  out[length] = '\0';
+  out[cut_utf8({text, strnlen(text, size)}, size - 1).copy(out, size)] = '\0';
 }
 
 [[noreturn]] void die_of(int signal_number) {

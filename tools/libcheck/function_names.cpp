@@ -9,6 +9,7 @@
 #include "util/language/language.h"
 #include "util/text/ascii.h"
 #include "util/text/format.h"
+#include "util/text/hex.h"
 
 namespace {
 
@@ -53,8 +54,7 @@ FunctionList make_function_list(const std::string& path, std::string_view answer
 
 std::vector<Finding> judge_function_list(std::string_view answer, const FunctionList& list) {
   std::vector<Finding> out;
-  const std::size_t digits_from =
-      answer.find_last_not_of("0123456789abcdefABCDEF") + 1;  // npos + 1 is 0
+  const std::size_t digits_from = answer.find_last_not_of(kHexDigits) + 1;  // npos + 1 is 0
   if (digits_from > 0)
     out.push_back(
         {Level::failure, kListName,

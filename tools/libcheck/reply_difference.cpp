@@ -1,7 +1,5 @@
 #include "tools/libcheck/reply_difference.h"
 
-#include <memory>
-
 #include "tools/libcheck/text.h"
 #include "util/json/cjson_ptr.h"
 #include "util/language/language.h"
@@ -13,9 +11,7 @@ constexpr std::size_t kColumns = 60;  // of one value
 
 std::string printed(const cJSON* value) {
   if (value == nullptr) return translated("none");
-  const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(value),
-                                                          cJSON_free);
-  return text ? shortened(text.get(), kColumns) : "";
+  return shortened(compact_json(value), kColumns);
 }
 
 /// Two long values can differ beyond what is shown of them.

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
-#include <new>
 
 #include "tools/libcheck/text.h"
 #include "util/json/cjson_ptr.h"
@@ -31,20 +29,20 @@ const Style& style_of(Level level) {
   return kStyles[static_cast<std::size_t>(level)];
 }
 
-void add_text(cJSON* object, const char* name, const std::string& text) {
-  if (!text.empty()) cJSON_AddStringToObject(object, name, text.c_str());
+void add_given(cJSON* object, const char* name, const std::string& text) {
+  if (!text.empty()) add_text(object, name, text);
 }
 
 cJSON* json_finding(const Finding& finding) {
-  cJSON* object = cJSON_CreateObject();
-  add_text(object, "group", finding.group);
-  add_text(object, "name", finding.name);
-  add_text(object, "level", style_of(finding.level).json);
-  add_text(object, "text", finding.text);
-  add_text(object, "cure", finding.cure);
+  cJSON* object = new_object().release();
+  add_given(object, "group", finding.group);
+  add_given(object, "name", finding.name);
+  add_given(object, "level", style_of(finding.level).json);
+  add_given(object, "text", finding.text);
+  add_given(object, "cure", finding.cure);
   if (finding.milliseconds >= 0) cJSON_AddNumberToObject(object, "ms", finding.milliseconds);
-  add_text(object, "request", finding.request);
-  add_text(object, "reply", finding.reply);
+  add_given(object, "request", finding.request);
+  add_given(object, "reply", finding.reply);
   return object;
 }
 
@@ -104,7 +102,7 @@ void ConsoleReport::print_summary() const {
 
 std::string json_report(const Report& report, const std::string& library,
                         const std::vector<std::string>& functions, int exit_status) {
-  const std::unique_ptr<cJSON, CjsonDeleter> root(cJSON_CreateObject());
+  const Json root = new_object();
   add_text(root.get(), "library", library);
   cJSON* names = cJSON_AddArrayToObject(root.get(), "functions");
   for (const std::string& name : functions)
@@ -115,7 +113,5 @@ std::string json_report(const Report& report, const std::string& library,
   cJSON_AddNumberToObject(root.get(), "warnings", report.count(Level::warning));
   cJSON_AddNumberToObject(root.get(), "failures", report.count(Level::failure));
   cJSON_AddNumberToObject(root.get(), "status", exit_status);
-  const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_Print(root.get()), cJSON_free);
-  if (!text) throw std::bad_alloc();
-  return text.get();
+  return indented_json(root.get());
 }

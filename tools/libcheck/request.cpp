@@ -3,11 +3,11 @@
 #include <sys/utsname.h>
 
 #include <functional>
-#include <memory>
 #include <stdexcept>
 
 #include "Services/dispatcher/command.h"
 #include "Services/dispatcher/dispatcher.h"
+#include "server/answer.h"
 #include "util/json/cjson_ptr.h"
 #include "util/json/json_object.h"
 #include "util/language/language.h"
@@ -18,11 +18,6 @@
 namespace {
 
 constexpr char kData[] = "data";
-
-std::string print(const cJSON* json) {
-  const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(json), cJSON_free);
-  return text ? text.get() : "";
-}
 
 void set_data(cJSON* request, cJSON* value) {
   cJSON_DeleteItemFromObject(request, kData);
@@ -80,16 +75,16 @@ const std::vector<Oddity>& oddities() {
 std::string longest_request(const std::string& page) {
   const Json request = json(page);
   cJSON_AddStringToObject(request.get(), "padding", "");
-  const std::size_t used = make_request(print(request.get())).command.size();
+  const std::size_t used = make_request(compact_json(request.get())).command.size();
   const std::string padding(kLongestRequest - used, 'x');
   cJSON_ReplaceItemInObject(request.get(), "padding", text(padding).release());
-  return print(request.get());
+  return compact_json(request.get());
 }
 
 Request request_for(const std::string& function, const std::string& label) {
-  const Json page(cJSON_CreateObject());
-  cJSON_AddStringToObject(page.get(), "fid", function.c_str());
-  return make_request(print(page.get()), label);
+  const Json page = new_object();
+  add_text(page.get(), "fid", function);
+  return make_request(compact_json(page.get()), label);
 }
 
 }  // namespace
@@ -117,9 +112,7 @@ Request make_request(const std::string& page, const std::string& label) {
 }
 
 Request default_request(const std::string& function) {
-  // What the service itself asks when a page sends the bare word "readcardbas".
-  if (function == "readcardbas")
-    return make_request(R"({"fid":"readcardbas","data":{"itype":3,"bae140":"3"}})");
+  if (function == kCannedName) return make_request(std::string(kCannedRequest));
   return request_for(function, "");
 }
 
@@ -137,7 +130,7 @@ std::vector<Request> odd_requests(const std::string& page) {
   for (const Oddity& oddity : oddities()) {
     const Json changed = json(canonical);
     oddity.apply(changed.get());
-    add(print(changed.get()), translated(oddity.label));
+    add(compact_json(changed.get()), translated(oddity.label));
   }
   add(longest_request(canonical), translated("as long as a request can be"));
   return requests;

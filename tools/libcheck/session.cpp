@@ -22,8 +22,7 @@ constexpr double kLargeDifferenceMs = 100;
 
 std::string indented(const std::string& reply) {
   const Json json(cJSON_Parse(reply.c_str()));
-  const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_Print(json.get()), cJSON_free);
-  return json && text ? text.get() : reply;
+  return json ? indented_json(json.get()) : reply;
 }
 
 void show(const RecordedCall& call, bool pretty, std::FILE* out) {

@@ -32,17 +32,6 @@ std::string time_of_day() {
   return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc)};
 }
 
-std::string printed(const Json& json) {
-  const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(json.get()),
-                                                          cJSON_free);
-  if (!text) throw std::bad_alloc();
-  return text.get();
-}
-
-void add_text(const Json& json, const char* name, const std::string& text) {
-  cJSON_AddStringToObject(json.get(), name, text.c_str());
-}
-
 UniqueFile create(const std::string& path) {
   UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (fd.get() < 0 && errno == EEXIST)
@@ -137,24 +126,24 @@ void check_heading(const std::string& path, const std::string& line) {
 
 SessionWriter::SessionWriter(std::string file_path, const std::string& library)
     : path(std::move(file_path)), file(create(path)) {
-  const Json heading(cJSON_CreateObject());
+  const Json heading = new_object();
   cJSON_AddNumberToObject(heading.get(), "session", kFormat);
-  add_text(heading, "notice", kNotice);
-  add_text(heading, "at", time_of_day());
-  add_text(heading, "library", readable_request(library));
-  write_line(printed(heading));
+  add_text(heading.get(), "notice", kNotice);
+  add_text(heading.get(), "at", time_of_day());
+  add_text(heading.get(), "library", readable_request(library));
+  write_line(compact_json(heading.get()));
 }
 
 void SessionWriter::add(const RecordedCall& call) {
-  const Json line(cJSON_CreateObject());
-  add_text(line, "at", time_of_day());
-  add_text(line, "name", call.request.name);
-  add_text(line, "request", call.request.page);
-  add_text(line, "command", call.request.command);
-  add_text(line, "reply", call.reply.text);
+  const Json line = new_object();
+  add_text(line.get(), "at", time_of_day());
+  add_text(line.get(), "name", call.request.name);
+  add_text(line.get(), "request", call.request.page);
+  add_text(line.get(), "command", call.request.command);
+  add_text(line.get(), "reply", call.reply.text);
   cJSON_AddBoolToObject(line.get(), "by_library", static_cast<cJSON_bool>(call.reply.by_library));
   cJSON_AddNumberToObject(line.get(), "ms", std::round(call.reply.milliseconds * 100) / 100);
-  write_line(printed(line));
+  write_line(compact_json(line.get()));
   ++calls;
 }
 

@@ -6,6 +6,7 @@
 #include "util/text/ascii.h"
 #include "util/text/conversion.h"
 #include "util/text/gbk.h"
+#include "util/text/utf8.h"
 
 namespace {
 

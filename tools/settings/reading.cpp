@@ -2,8 +2,6 @@
 
 #include <unistd.h>
 
-#include <new>
-
 #include "Services/dispatcher/settings.h"
 #include "config/service_ini.h"
 #include "server/command_line.h"
@@ -15,16 +13,6 @@
 #include "util/text/conversion.h"
 
 namespace {
-
-template <typename Node>
-Node* checked(Node* node) {
-  if (node == nullptr) throw std::bad_alloc();
-  return node;
-}
-
-void add_text(cJSON* object, const char* name, const std::string& text) {
-  checked(cJSON_AddStringToObject(object, name, text.c_str()));
-}
 
 /// While it lives, adds what the service would log to the object, as its "faults".
 class Faults {
@@ -119,11 +107,9 @@ void add_command_line(cJSON* document, const std::vector<const char*>& options) 
 }  // namespace
 
 std::string settings_as_json(const std::vector<const char*>& options) {
-  const Json document(checked(cJSON_CreateObject()));
+  const Json document = new_object();
   add_service_ini(document.get());
   add_server_ini(document.get());
   add_command_line(document.get(), options);
-  const std::unique_ptr<char, decltype(&cJSON_free)> text(
-      checked(cJSON_PrintUnformatted(document.get())), cJSON_free);
-  return text.get();
+  return compact_json(document.get());
 }

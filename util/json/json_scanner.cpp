@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "util/text/ascii.h"
+#include "util/text/hex.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "util/text/ascii.h"
 #include "util/text/format.h"
 #include "util/text/gbk.h"
+#include "util/text/hex.h"
 
 namespace {
 

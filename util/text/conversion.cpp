@@ -7,6 +7,7 @@
 #include "util/text/converter.h"
 #include "util/text/gbk.h"
 #include "util/text/gbk_table.h"
+#include "util/text/utf8.h"
 
 namespace {
 

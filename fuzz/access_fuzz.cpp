@@ -7,7 +7,7 @@
 #include "access/access_settings.h"
 #include "config/service_ini.h"
 #include "fuzz/input.h"
-#include "fuzz/memory_file.h"
+#include "tests/support/memory_file.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
 

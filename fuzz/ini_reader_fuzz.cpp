@@ -8,7 +8,7 @@
 
 #include "config/ini.h"
 #include "fuzz/input.h"
-#include "fuzz/memory_file.h"
+#include "tests/support/memory_file.h"
 
 namespace {
 

@@ -13,8 +13,9 @@ struct ServiceSettings {
   Listing libraries;
 };
 
-/// Reads the file at `path`, takes the log's character set from it, and says in the log what is
-/// wrong with it.
+/// Reads quorvel_service.ini beside the program, or the file at `path`, takes the log's character
+/// set from it, and says in the log what is wrong with it.
+ServiceSettings read_service_settings();
 ServiceSettings read_service_settings(const std::string& path);
 
 /// Every key that the file may hold.

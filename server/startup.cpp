@@ -1,15 +1,15 @@
 #include "server/startup.h"
 
 #include <fcntl.h>
+#include <libwebsockets.h>
 #include <sys/ipc.h>
-#include <sys/resource.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -29,6 +29,9 @@ constexpr key_t kVariantSegmentKey = 95230001;
 constexpr key_t kSegmentKey = 95240001;
 constexpr std::size_t kSegmentSize = 4096;
 constexpr char kHostFile[] = "hostname.txt";
+
+constexpr int kDefaultLogLevel = LLL_ERR | LLL_WARN | LLL_NOTICE | LLL_USER;
+static_assert(static_cast<unsigned>(LogLevel::kUser) == LLL_USER, "levels are libwebsockets' bits");
 
 // Of what is run below, error messages go nowhere: they would hold up the start where nobody reads
 // the service's output.
@@ -64,12 +67,13 @@ void secure_standard_descriptors() {
   settle_signals();
 }
 
-bool connection_may_have(int descriptor) {
-  constexpr rlim_t kLargestReserve = 64;
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return true;
-  const rlim_t reserve = std::min(limit.rlim_cur / 4, kLargestReserve);
-  return static_cast<rlim_t>(descriptor) < limit.rlim_cur - reserve;
+void set_log_level(int argc, const char** argv) {
+  const char* level = lws_cmdline_option(argc, argv, "-d");
+  const int mask =
+      level != nullptr ? static_cast<int>(std::strtol(level, nullptr, 10)) : kDefaultLogLevel;
+  lws_set_log_level(
+      mask, [](int bit, const char* line) { log_component(static_cast<unsigned>(bit), line); });
+  set_log_levels(static_cast<unsigned>(mask));
 }
 
 void create_shared_memory(int variant) {

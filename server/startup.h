@@ -18,10 +18,8 @@ void settle_in_working_directory();
 /// more is lost, and does not end or hold up the process.
 void secure_standard_descriptors();
 
-/// Whether a connection may keep this descriptor. The highest ones that the process's limit allows
-/// stay for the reader libraries and the service's files; without that, accepting would fail for
-/// want of a descriptor, and libwebsockets would try again without a pause.
-bool connection_may_have(int descriptor);
+/// Sets the levels to log, of libwebsockets' own lines too, to what "-d" asks for.
+void set_log_level(int argc, const char** argv);
 
 /// Creates the service's System V shared-memory segment, unless it exists. `variant` is curlx.
 void create_shared_memory(int variant);

@@ -87,9 +87,9 @@ bool Jdispatcher::refuse(TextBuffer out, const char* reason) {
 
 bool Jdispatcher::refuse_reserved(TextBuffer out) { return refuse(out, messages::kNotSupported); }
 
-bool Jdispatcher::config(TextBuffer out) { return update_settings(command, out); }
+bool Jdispatcher::config(TextBuffer out) { return update_server_address(command, out); }
 
-bool Jdispatcher::getconfig(TextBuffer out) { return read_settings(out); }
+bool Jdispatcher::getconfig(TextBuffer out) { return read_server_address(out); }
 
 bool Jdispatcher::setini(const char* ip, int port, char* errmsg, std::size_t size) {
   return store_server_address(ip, port, {errmsg, size});

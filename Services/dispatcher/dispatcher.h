@@ -5,7 +5,7 @@
 #include <variant>
 
 #include "Services/dispatcher/command.h"
-#include "Services/dispatcher/settings.h"
+#include "Services/dispatcher/server_address.h"
 #include "libs/library.h"
 #include "util/json/failure_reply.h"
 #include "util/text/charset.h"

@@ -97,23 +97,23 @@ void IniWriteValue(const char* header, const char* key, const char* value, const
   }
   std::string old;
   if (!read_all(file.get(), old)) {
-    print("%s: reading %s failed: %s\n", "Services/dispatcher", path, std::strerror(errno));
+    log_error("%s can't be read: %s; nothing is stored\n", path, std::strerror(errno));
     return;
   }
   const Rewrite result = replace_lines(old, header, key, value);
   const int fd = fileno(file.get());
   if (!overwrite(fd, old, result.content)) {
-    print("%s: writing %s failed: %s; its old content is put back\n", "Services/dispatcher", path,
-          std::strerror(errno));
+    log_error("%s can't be written: %s; its old content is put back\n", path, std::strerror(errno));
     if (!overwrite(fd, result.content, old))
-      print("%s: putting back %s failed: %s\n", "Services/dispatcher", path, std::strerror(errno));
+      log_error("%s: putting back the old content failed: %s\n", path, std::strerror(errno));
     return;
   }
-  if (!result.section_found) {
-    print("No section = %s\n", header);
-  } else if (!result.key_found) {
+  if (result.key_found) return;
+  if (result.section_found)
     print("No key = %s\n", key);
-  }
+  else
+    print("No section = %s\n", header);
+  log_error("%s has no line %s= under %s: the value is not stored; add it\n", path, key, header);
 }
 
 int writeStringVlaue(const char* section, const char* key, const char* value, const char* path) {

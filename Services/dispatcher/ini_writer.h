@@ -7,7 +7,7 @@
 /// `header` is the section's header line, such as "[SERVER]"; a header line that begins with it
 /// opens the section, and the next header line of any other section ends it. Lines and files may
 /// be of any length. When the file can't be written completely its old content is put back.
-/// Outcomes are reported on standard output only.
+/// A value that is not stored is reported in the log.
 void IniWriteValue(const char* header, const char* key, const char* value, const char* path);
 
 /// The same for the section's bare name. -1 when an argument is null, else 0.

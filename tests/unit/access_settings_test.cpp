@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "fuzz/memory_file.h"
+#include "tests/support/memory_file.h"
 #include "server/service_settings.h"
 
 namespace {

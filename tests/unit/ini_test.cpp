@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "fuzz/memory_file.h"
+#include "tests/support/memory_file.h"
 
 namespace {
 

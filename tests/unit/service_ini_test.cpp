@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "fuzz/memory_file.h"
+#include "tests/support/memory_file.h"
 #include "server/service_settings.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "Services/dispatcher/settings.h"
+#include "Services/dispatcher/server_address.h"
 #include "config/service_ini.h"
 #include "server/command_line.h"
 #include "server/service_settings.h"
@@ -95,7 +95,7 @@ void add_server_ini(cJSON* document) {
   cJSON* object = checked(cJSON_AddObjectToObject(document, "serverIni"));
   const Faults faults(object);
   add_text(object, "path", path_of(kServerIni));
-  report_settings_faults();
+  report_server_address_faults();
 }
 
 void add_command_line(cJSON* document, const std::vector<const char*>& options) {

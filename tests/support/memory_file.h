@@ -14,7 +14,7 @@
 class MemoryFile {
  public:
   explicit MemoryFile(std::string_view content)
-      : name("/quorvel-fuzz-" + std::to_string(getpid())),
+      : name("/quorvel-test-" + std::to_string(getpid())),
         fd(shm_open(name.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600)) {
     require(write(fd.get(), content.data(), content.size()) == static_cast<ssize_t>(content.size()),
             "the input fits into memory");

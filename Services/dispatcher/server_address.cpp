@@ -1,4 +1,4 @@
-#include "Services/dispatcher/settings.h"
+#include "Services/dispatcher/server_address.h"
 
 #include <arpa/inet.h>
 
@@ -81,7 +81,7 @@ void report_value(CIni& ini, const char* path, const char* key, std::size_t size
 
 }  // namespace
 
-void report_settings_faults() {
+void report_server_address_faults() {
   char path[kProgramPathSize];
   CIni ini;
   if (!settings_path(path)) return;
@@ -98,7 +98,7 @@ void report_settings_faults() {
                whole_number(ini.GetStr(kSection, kPortKey), 1, kHighestPort).has_value());
 }
 
-bool read_settings(TextBuffer out) {
+bool read_server_address(TextBuffer out) {
   try {
     char path[kProgramPathSize];
     if (!settings_path(path)) return refuse(out, messages::kSettingsPathTooLong);
@@ -118,7 +118,7 @@ bool read_settings(TextBuffer out) {
   }
 }
 
-bool update_settings(const char* command, TextBuffer out) {
+bool update_server_address(const char* command, TextBuffer out) {
   const neb::CJsonObject json{std::string_view(command)};
   std::string ip;
   if (!json.Get("ip", ip) || !can_be_stored(ip)) return refuse(out, messages::kNoAddress);

@@ -6,6 +6,7 @@
 #include "util/language/language.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
+#include "util/text/conversion.h"
 #include "util/text/number.h"
 
 namespace {
@@ -56,8 +57,9 @@ Found find_values(const ServiceIni& ini) {
 
 void report(const ServiceIni& ini, const char* key, int number, const std::string& value,
             const char* what) {
-  log_error("%s: [%s] %s%s=%s: %s\n", ini.file().c_str(), kSection, key,
-            number == 0 ? "" : std::to_string(number).c_str(), value.c_str(), translated(what));
+  log_error("%s: [%s] %s%s=%s: %s\n", shown(ini.file()).c_str(), kSection, key,
+            number == 0 ? "" : std::to_string(number).c_str(), shown(value).c_str(),
+            translated(what));
 }
 
 std::vector<std::string> read_hosts(const ServiceIni& ini, const Values& values) {
@@ -134,7 +136,7 @@ AccessRules read_access(const ServiceIni& ini, int port) {
     log_error(
         "%s: lines meant for [%s] have no effect, see above; until they are corrected, all stays "
         "closed that they may have closed\n",
-        ini.file().c_str(), kSection);
+        shown(ini.file()).c_str(), kSection);
   rules.limited = true;
   rules.loopback_alone = read_loopback_alone(ini, found);
   rules.sites_limited = found.in_doubt || found.values.count(kOrigin) != 0;

@@ -6,6 +6,7 @@
 
 #include "util/log/log.h"
 #include "util/os/regular_file.h"
+#include "util/text/conversion.h"
 #include "util/text/text_buffer.h"
 
 namespace {
@@ -30,7 +31,7 @@ bool is_section_header(std::string_view line, bool values_are_addresses) {
 int CIni::OpenFile(const char* path, const char* mode) {
   fp = open_regular(path, mode, reason);
   if (!fp) {
-    print("open inifile %s error!\n", path);
+    print("open inifile %s error!\n", shown(path).c_str());
     return 2;
   }
   sections.clear();

@@ -7,6 +7,7 @@
 #include "util/language/language.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
+#include "util/text/conversion.h"
 #include "util/text/format.h"
 
 namespace {
@@ -57,12 +58,12 @@ bool begins_with(std::string_view text, std::string_view mark) {
 bool has_usable_charset(const std::string& path, const IniLine& first) {
   if (begins_with(first.text, kUtf8Mark))
     log_warning("%s begins with a byte-order mark, which spoils its first line: save it without\n",
-                path.c_str());
+                shown(path).c_str());
   if (std::none_of(std::begin(kUtf16Marks), std::end(kUtf16Marks),
                    [&](std::string_view mark) { return begins_with(first.text, mark); }))
     return true;
   log_error("%s is in UTF-16, and nothing of it is understood: save it in GBK or UTF-8\n",
-            path.c_str());
+            shown(path).c_str());
   return false;
 }
 
@@ -105,7 +106,7 @@ void report_lines(const std::string& path, const std::vector<IniLine>& lines,
     const bool repeated = !met.emplace(line.section, line.key).second;
     const std::string fault = fault_of_line(line, repeated, keys);
     if (!fault.empty())
-      log_warning("%s: line %d, \"%s\": %s\n", path.c_str(), line.number, line.text.c_str(),
-                  fault.c_str());
+      log_warning("%s: line %d, \"%s\": %s\n", shown(path).c_str(), line.number,
+                  shown(line.text).c_str(), fault.c_str());
   }
 }

@@ -2,6 +2,7 @@
 
 #include "util/log/log.h"
 #include "util/text/ascii.h"
+#include "util/text/conversion.h"
 
 namespace {
 
@@ -19,6 +20,6 @@ void take_log_charset(const ServiceIni& ini) {
   const std::string value = ascii_lower(ini.value(kSection, kKey));
   set_log_charset_utf8(value == "utf-8");
   if (!value.empty() && value != "utf-8" && value != "gbk")
-    log_error("%s: [%s] %s=%s is not known: write utf-8 or gbk, which is the default\n",
-              ini.file().c_str(), kSection, kKey, value.c_str());
+    log_error("%s: [LOG] charset=%s is not known: write utf-8 or gbk, which is the default\n",
+              shown(ini.file()).c_str(), shown(value).c_str());
 }

@@ -6,6 +6,7 @@
 #include "util/language/language.h"
 #include "util/log/log.h"
 #include "util/os/port.h"
+#include "util/text/conversion.h"
 #include "util/text/format.h"
 #include "util/text/number.h"
 
@@ -30,7 +31,7 @@ std::string describe_fault(const ServiceIni& ini) {
   for (const IniLine& line : ini.lines())
     if (plain_name(line.key) == kKey)
       found = format_text(translated("names no port in line %d, \"%s\""), line.number,
-                          line.text.c_str());
+                          shown(line.text).c_str());
   return found;
 }
 
@@ -47,6 +48,6 @@ int read_port(const ServiceIni& ini) {
     log_error(
         "%s %s: write localport=47392, or another port from 1 to %d, without blanks under "
         "[SERVER]\n",
-        ini.file().c_str(), describe_fault(ini).c_str(), kHighestPort);
+        shown(ini.file()).c_str(), describe_fault(ini).c_str(), kHighestPort);
   return port;
 }

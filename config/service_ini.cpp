@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "util/log/log.h"
+#include "util/text/conversion.h"
 
 namespace {
 
@@ -24,6 +25,6 @@ std::string ServiceIni::value(const char* section, const char* key) const {
 void ServiceIni::report(const KnownKeys& known) const {
   if (!failure().empty())
     log_error("%s can't be read (%s): no reader library is loaded and no port is set\n",
-              path.c_str(), failure().c_str());
+              shown(path).c_str(), failure().c_str());
   report_lines(path, lines(), known);
 }

@@ -11,7 +11,7 @@
 /// The reply as the client gets it, whatever its bytes.
 inline std::string client_text(const std::string& reply) {
   std::string utf8;
-  library_text_to_utf8(reply, utf8);
+  library_text_to_utf8(GbkView(reply), utf8);
   return utf8;
 }
 

@@ -84,7 +84,7 @@ LibManager::~LibManager() = default;
 /// Twenty that have nothing good to say.
 std::vector<LibraryStatus> LibManager::status() const {
   const std::string& text = world.library_reply;
-  const LibraryCondition failed{LibraryCondition::State::kFailed, text, 0, 0};
+  const LibraryCondition failed{LibraryCondition::State::kFailed, Gbk(text), 0, 0};
   return std::vector<LibraryStatus>(20, {"lib20", text, text, std::chrono::hours(1), failed});
 }
 
@@ -100,7 +100,7 @@ int LibManager::call_cmd(const unsigned char* fid, const unsigned char* command,
   if (world.library_result == kThrows) throw std::runtime_error("a library may throw");
   char* out = reinterpret_cast<char*>(reply);
   if (!copy_text({out, reply_size}, world.library_reply))
-    write_failure({out, reply_size}, "too long");
+    write_failure({out, reply_size}, GbkView("too long"));
   world.forwarded = out;
   return world.library_result;
 }

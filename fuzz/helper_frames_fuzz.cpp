@@ -16,8 +16,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     require(write_frame(*frame) == packet, "what was read is what was written");
   }
   if (const auto frame = read_helper_frame(packet)) {
-    require(frame->text.size() < kFunctionListSize, "a text keeps to its limit");
-    require(frame->text.find('\0') == std::string::npos, "a text has no end within");
+    require(frame->text.bytes().size() < kFunctionListSize, "a text keeps to its limit");
+    require(frame->text.bytes().find('\0') == std::string::npos, "a text has no end within");
     require(write_frame(*frame) == packet, "what was read is what was written");
   }
   return 0;

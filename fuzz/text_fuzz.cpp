@@ -68,7 +68,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
 
   const std::size_t reply_size = kSmallestReply + room;
   const std::unique_ptr<char[]> reply(new char[reply_size]);
-  write_failure({reply.get(), reply_size}, text);
+  write_failure({reply.get(), reply_size}, GbkView(text));
   require(strnlen(reply.get(), reply_size) < reply_size, "the reply ends in its buffer");
   require(!require_envelope(reply.get()), "a failure's result is false");
   return 0;

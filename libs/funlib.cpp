@@ -9,6 +9,7 @@
 #include "libs/guarded_buffer.h"
 #include "util/log/log.h"
 #include "util/os/program_path.h"
+#include "util/text/conversion.h"
 #include "util/text/format.h"
 #include "util/text/messages.h"
 
@@ -27,6 +28,10 @@ bool find_entry(void* handle, const char* name, Entry& entry) {
 
 }  // namespace
 
+Gbk cannot_load(std::string_view path, std::string_view why) {
+  return Gbk(format_gbk(messages::kCannotLoad, gbk_of(path)).bytes() + gbk_of(why).bytes());
+}
+
 void LibraryCloser::operator()(void* handle) const { dlclose(handle); }
 
 Funlib::Funlib(const char* path) { copy_text(libname, path); }
@@ -36,7 +41,7 @@ Funlib::~Funlib() {
   try {
     p_uninit();
   } catch (...) {
-    log_error("%s: uninit threw an exception\n", libname);
+    log_error("%s: uninit threw an exception\n", shown(libname).c_str());
   }
 }
 
@@ -51,16 +56,15 @@ bool Funlib::init(char* errtext, std::size_t errtext_size) {
 
 bool Funlib::open(TextBuffer errtext) {
   if (libname[0] == '\0') return fail_with(errtext, messages::kNoLibraryName);
-  if (handle) return fail_with(errtext, format_text(messages::kAlreadyLoaded, libname));
+  if (handle) return fail_with(errtext, format_gbk(messages::kAlreadyLoaded, gbk_of(libname)));
   char path[sizeof libname];
   const bool as_it_stands = libname[0] == '/' || libname[0] == '.';
   if (as_it_stands ? !copy_text(path, libname) : !getfilepath(path, libname, sizeof path))
-    return fail_with(errtext, format_text(messages::kPathTooLong, libname));
+    return fail_with(errtext, format_gbk(messages::kPathTooLong, gbk_of(libname)));
   handle.reset(dlopen(path, RTLD_NOW));
   if (handle) return true;
   const char* loader_text = dlerror();
-  return fail_with(errtext, format_text(messages::kCannotLoad, libname) +
-                                (loader_text != nullptr ? loader_text : ""));
+  return fail_with(errtext, cannot_load(libname, loader_text != nullptr ? loader_text : ""));
 }
 
 bool Funlib::find_entry_points(TextBuffer errtext) {
@@ -71,14 +75,14 @@ bool Funlib::find_entry_points(TextBuffer errtext) {
   if (!find_entry(handle.get(), "init", p_init)) missing = 0;
   if (missing < 0) return true;
   handle.reset();
-  return fail_with(errtext, format_text(messages::kMissingEntryPoint, libname, missing));
+  return fail_with(errtext, format_gbk(messages::kMissingEntryPoint, gbk_of(libname), missing));
 }
 
 bool Funlib::read_function_list(TextBuffer errtext) {
   char* reason = error_buffer.prepare(QUORVEL_ERROR_SIZE);
   char* answer = library_buffer.prepare(QUORVEL_ANSWER_SIZE);
   if (p_getversion(verinfo, answer, verextra, reason) == 0)
-    return fail_with(errtext, {reason, strnlen(reason, QUORVEL_ERROR_SIZE)});
+    return fail_with(errtext, GbkView({reason, strnlen(reason, QUORVEL_ERROR_SIZE)}));
   const std::string_view digits(answer, strnlen(answer, QUORVEL_ANSWER_SIZE));
   const std::string list = decode_function_list(digits, sizeof funclist - 1);
   list.copy(funclist, list.size());
@@ -97,8 +101,8 @@ int Funlib::call_cmd(const unsigned char* fid, const unsigned char* command, uns
   const int result = p_scommand(name, reinterpret_cast<const char*>(command), answer);
   const std::string_view text(answer, strnlen(answer, reply_size));
   if (library_buffer.intact() && copy_text(out, text)) return result;
-  log_error("%s: the reply to \"%s\" runs past its %zu bytes and was dropped\n", libname, name,
-            reply_size);
+  log_error("%s: the reply to \"%s\" runs past its %zu bytes and was dropped\n",
+            shown(libname).c_str(), shown(name).c_str(), reply_size);
   write_failure(out, messages::kReplyTooLong);
   return 0;
 }

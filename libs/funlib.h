@@ -6,12 +6,16 @@
 
 #include "sdk/quorvel_reader.h"
 #include "util/json/failure_reply.h"
+#include "util/text/charset.h"
 #include "util/text/text_buffer.h"
 
 static_assert(kReplySize == QUORVEL_REPLY_SIZE, "a library's reply is a reply");
 
 /// Size in bytes of the field that keeps a library's function list, with its terminating NUL.
 inline constexpr std::size_t kFunctionListSize = 4096;
+
+/// The reason why the library at `path` can't be loaded, with what the system says of it.
+Gbk cannot_load(std::string_view path, std::string_view why);
 
 struct LibraryCloser {
   void operator()(void* handle) const;

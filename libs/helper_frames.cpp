@@ -35,7 +35,7 @@ std::string write_frame(const HelperFrame& frame) {
   std::string packet;
   append(packet, frame.word);
   append(packet, frame.number);
-  return packet.append(frame.text);
+  return packet.append(frame.text.bytes());
 }
 
 std::optional<CommandFrame> read_command_frame(std::string_view packet) {
@@ -56,6 +56,6 @@ std::optional<HelperFrame> read_helper_frame(std::string_view packet) {
   if (!take(packet, frame.word) || !take(packet, frame.number)) return {};
   if (frame.word > HelperWord::kThrown || packet.size() >= kFunctionListSize || holds_zero(packet))
     return {};
-  frame.text = packet;
+  frame.text = Gbk(std::string(packet));
   return frame;
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "libs/funlib.h"
+#include "util/text/charset.h"
 
 /// The helper's descriptor of its socket to the service. Its arguments: the library's path, the
 /// service's process number, and kHelperLogsUtf8 or an empty text.
@@ -28,15 +29,15 @@ struct CommandFrame {
 /// What a helper has to say.
 enum class HelperWord : std::uint8_t {
   kReady,    ///< the library is initialised; the text is its function list
-  kRefused,  ///< it is not; the text says why, as Funlib does (GBK)
-  kReply,    ///< the library's reply to a command (GBK)
-  kThrown    ///< what the library threw instead, as the service reports it (GBK)
+  kRefused,  ///< it is not; the text says why, as Funlib does
+  kReply,    ///< the library's reply to a command
+  kThrown    ///< what the library threw instead, as the service reports it
 };
 
 struct HelperFrame {
   HelperWord word = HelperWord::kReady;
   std::uint32_t number = 0;  ///< of the command that this answers, else 0
-  std::string text;          ///< without zero bytes
+  Gbk text;                  ///< without zero bytes
 };
 
 /// Longest packets, in bytes.

@@ -7,6 +7,7 @@
 #include "util/json/failure_reply.h"
 #include "util/log/log.h"
 #include "util/os/child.h"
+#include "util/text/conversion.h"
 #include "util/text/format.h"
 #include "util/text/messages.h"
 
@@ -98,7 +99,7 @@ void IsolatedLibrary::start() {
     state = State::kLoading;
     timer.start(limit);
   } catch (const std::exception& error) {
-    on_failed_start(format_text(messages::kCannotLoad, path.c_str()) + error.what());
+    on_failed_start(cannot_load(path, error.what()));
   }
 }
 
@@ -125,7 +126,8 @@ bool IsolatedLibrary::read_packets() {
     any = received == HelperProcess::Received::kPacket;
     if (any && take_packet(packet)) continue;
     if (any)
-      log_error("%s: its helper process sent what is no answer, and is ended\n", path.c_str());
+      log_error("%s: its helper process sent what is no answer, and is ended\n",
+                shown(path).c_str());
     if (helper) helper->kill();  // its end is seen later
     break;
   }
@@ -143,7 +145,7 @@ bool IsolatedLibrary::take_packet(const std::string& packet) {
   }
   const bool is_answer = frame->word == HelperWord::kReply || frame->word == HelperWord::kThrown;
   if (state != State::kBusy || !is_answer || frame->number != running->frame.number ||
-      frame->text.size() >= running->frame.reply_size)
+      frame->text.bytes().size() >= running->frame.reply_size)
     return false;
   on_answered(std::move(*frame));
   return true;
@@ -155,7 +157,7 @@ void IsolatedLibrary::on_loaded(const HelperFrame& frame) {
     return;
   }
   timer.stop();
-  function_list = frame.text;
+  function_list = frame.text.bytes();
   was_ready = true;
   loaded_at = std::chrono::steady_clock::now();
   state = State::kIdle;
@@ -175,12 +177,13 @@ void IsolatedLibrary::on_answered(HelperFrame frame) {
 void IsolatedLibrary::on_deadline() {
   switch (state) {
     case State::kLoading:
-      on_failed_start(format_text(messages::kCannotLoad, path.c_str()) + "no answer within " +
-                      std::to_string(limit.count()) + " s");
+      on_failed_start(
+          cannot_load(path, "no answer within " + std::to_string(limit.count()) + " s"));
       break;
     case State::kBusy:
-      log_error("%s: no reply to \"%s\" within %ld s; its helper process is ended\n", path.c_str(),
-                running->frame.name.c_str(), static_cast<long>(limit.count()));
+      log_error("%s: no reply to \"%s\" within %ld s; its helper process is ended\n",
+                shown(path).c_str(), shown(running->frame.name).c_str(),
+                static_cast<long>(limit.count()));
       state = State::kEnding;
       timer.start(limit);
       helper->kill();
@@ -209,22 +212,22 @@ void IsolatedLibrary::on_end(int status) {
   helper.reset();
   switch (state) {
     case State::kLoading:
-      on_failed_start(format_text(messages::kCannotLoad, path.c_str()) + end);
+      on_failed_start(cannot_load(path, end));
       break;
     case State::kBusy:
-      log_error("%s: \"%s\" %s; its helper process is started anew\n", path.c_str(),
-                running->frame.name.c_str(), end.c_str());
+      log_error("%s: \"%s\" %s; its helper process is started anew\n", shown(path).c_str(),
+                shown(running->frame.name).c_str(), end.c_str());
       timer.stop();
       state = State::kEnding;
       finish({LateReply::Kind::kFailure, messages::kLibraryCrashed});
       start();
       break;
     case State::kIdle:
-      log_error("%s: the library %s between two calls\n", path.c_str(), end.c_str());
+      log_error("%s: the library %s between two calls\n", shown(path).c_str(), end.c_str());
       if (has_answered || std::chrono::steady_clock::now() - loaded_at > kFirstPause) {
         start();
       } else {
-        on_failed_start(end);
+        on_failed_start(Gbk(end));
       }
       break;
     case State::kEnding:
@@ -236,15 +239,15 @@ void IsolatedLibrary::on_end(int status) {
 }
 
 /// The first start that fails is the last. Later ones are repeated after a pause, which doubles.
-void IsolatedLibrary::on_failed_start(const std::string& reason, bool thrown) {
+void IsolatedLibrary::on_failed_start(const Gbk& reason, bool thrown) {
   if (helper) helper->kill();
   timer.stop();
   state = State::kDown;
   refusal = reason;
   was_thrown = thrown;
   if (!was_ready) return;
-  log_error("%s: starting it anew failed (%s); the next try is in %ld s\n", path.c_str(),
-            reason.c_str(), static_cast<long>(next_pause.count()));
+  log_error("%s: starting it anew failed (%s); the next try is in %ld s\n", shown(path).c_str(),
+            shown(reason).c_str(), static_cast<long>(next_pause.count()));
   timer.start(next_pause);
   next_pause = std::min(2 * next_pause, kLongestPause);
   refuse_waiting();

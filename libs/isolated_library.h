@@ -58,7 +58,7 @@ class IsolatedLibrary final : public Library, public EventHandler {
   void on_answered(HelperFrame frame);
   void on_deadline();
   void on_end(int status);
-  void on_failed_start(const std::string& reason, bool thrown = false);
+  void on_failed_start(const Gbk& reason, bool thrown = false);
   void finish(const LateReply& reply);
   void refuse_waiting();
 
@@ -72,7 +72,7 @@ class IsolatedLibrary final : public Library, public EventHandler {
   std::unique_ptr<HelperProcess> helper;
   std::string function_list;
   bool was_ready = false;   ///< has been loaded once, and is therefore started anew
-  std::string refusal;      ///< why it was not loaded the last time (GBK)
+  Gbk refusal;              ///< why it was not loaded the last time
   bool was_thrown = false;  ///< the library threw `refusal`
   std::deque<Call> waiting;
   std::optional<Call> running;

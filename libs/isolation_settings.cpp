@@ -5,6 +5,7 @@
 #include "libs/listing.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
+#include "util/text/conversion.h"
 #include "util/text/number.h"
 
 namespace {
@@ -35,7 +36,7 @@ Isolation read_isolation(const ServiceIni& ini) {
     const std::string library = meant_key(key);
     if (ini.value(kLibrarySection, library.c_str()).empty()) {
       log_error("%s: [%s] %s: [%s] lists no library under this key; correct or remove the line\n",
-                kServiceIni, kSection, key.c_str(), kLibrarySection);
+                kServiceIni, kSection, shown(key).c_str(), kLibrarySection);
       continue;
     }
     const auto read = whole_number(value, 1, kMostSeconds);
@@ -43,8 +44,8 @@ Isolation read_isolation(const ServiceIni& ini) {
     if (!read || key != library)
       log_error(
           "%s: [%s] %s=%s is taken as %s=%d; write whole seconds from 1 to %d, and no blanks\n",
-          kServiceIni, kSection, key.c_str(), value.c_str(), library.c_str(), seconds,
-          kMostSeconds);
+          kServiceIni, kSection, shown(key).c_str(), shown(value).c_str(), shown(library).c_str(),
+          seconds, kMostSeconds);
     isolation[library] = std::chrono::seconds(seconds);
   }
   return isolation;

@@ -12,16 +12,17 @@
 #include "util/json/json_object.h"
 #include "util/log/log.h"
 #include "util/text/ascii.h"
+#include "util/text/conversion.h"
 #include "util/text/format.h"
 #include "util/text/messages.h"
 
 namespace {
 
 /// The reason in a text of addlib: its "errmsg", or the bare text where it is no failure reply.
-std::string reason_in(std::string reason) {
-  const neb::CJsonObject reply(reason, Charset::kGbk);
-  reply.Get("errmsg", reason);
-  return reason;
+Gbk reason_in(const Gbk& text) {
+  std::string reason = text.bytes();
+  neb::CJsonObject(reason, Charset::kGbk).Get("errmsg", reason);
+  return Gbk(std::move(reason));
 }
 
 /// Runs `action`; an exception becomes a failure text and the result false.
@@ -30,7 +31,7 @@ bool reporting_exceptions(TextBuffer errtext, Action action) {
   try {
     return action();
   } catch (const LibraryException& error) {
-    return write_failure(errtext, error.what());
+    return write_failure(errtext, GbkView(error.what()));
   } catch (...) {
     return write_failure(errtext, current_exception_text(messages::kException));
   }
@@ -51,11 +52,11 @@ bool LibManager::init(Listing listing, char* errtext, std::size_t size) {
   listed = std::move(listing);
   for (ListedLibrary& library : listed) {
     if (!library.failure.empty()) continue;
-    log_user("loading begin =%s\n", library.value.c_str());
+    log_user("loading begin =%s\n", shown(library.value).c_str());
     if (add(library.path.c_str(), library.limit, {errtext, size})) continue;
-    const std::string reason = errtext;
-    print("\n?error  = %s?\n", reason.c_str());
-    log_error("%s\n", reason.c_str());
+    const Gbk reason(errtext);
+    print("\n?error  = %s?\n", shown(reason).c_str());
+    log_error("%s\n", shown(reason).c_str());
     library.failure = reason_in(reason);
   }
   return true;
@@ -82,13 +83,13 @@ std::unique_ptr<Library> LibManager::make_library(const char* path, std::chrono:
 }
 
 bool LibManager::load(const char* path, std::chrono::seconds limit, TextBuffer errtext) {
-  print("addlib ======%s \n", path);
+  print("addlib ======%s \n", shown(path).c_str());
   const auto registered = libs.find(path);
   if (registered != libs.end()) {
-    print("finded ======%s %s \n", path, registered->first.c_str());
-    return fail_with(errtext, format_text("%s loaded! \n", path));
+    print("finded ======%s %s \n", shown(path).c_str(), shown(registered->first).c_str());
+    return fail_with(errtext, Gbk(gbk_of(path).bytes() + " loaded! \n"));
   }
-  log_user("loading %s \n", path);
+  log_user("loading %s \n", shown(path).c_str());
   return enter(path, limit, errtext);
 }
 
@@ -96,11 +97,11 @@ bool LibManager::enter(const char* path, std::chrono::seconds limit, TextBuffer 
   auto library = make_library(path, limit);
   char reason[QUORVEL_ERROR_SIZE] = {};
   if (!library->init(reason))
-    return write_failure(errtext, format_text(messages::kInitFailed, path, reason));
+    return write_failure(errtext, format_gbk(messages::kInitFailed, gbk_of(path), Gbk(reason)));
   if (std::strstr(library->functions(), kReservedPrefix) != nullptr)
     log_warning(
-        "%s: functions that begin with \"%s\" are the service's own; it is never asked for\n", path,
-        kReservedPrefix);
+        "%s: functions that begin with \"%s\" are the service's own; it is never asked for\n",
+        shown(path).c_str(), kReservedPrefix);
   libs.emplace(path, std::move(library));
   return true;
 }
@@ -179,5 +180,5 @@ void LibManager::report_foreign_text(const char* fid) {
   log_warning(
       "%s: a reply is no GBK; pages get it as GB18030, with U+FFFD for stray bytes. "
       "quorvel-libcheck shows where\n",
-      library->first.c_str());
+      shown(library->first).c_str());
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "libs/library_status.h"
+#include "util/text/charset.h"
 #include "util/text/text_buffer.h"
 
 /// Tells one call that is answered later from every other one ever made; 0 is none.
@@ -21,7 +22,7 @@ struct LateReply {
     kFailure  ///< `text` is the reason why there is no reply
   };
   Kind kind = Kind::kReply;
-  std::string text;  ///< GBK
+  Gbk text;
 };
 
 /// What a call that may be answered later is answered under, and whether it will be.
@@ -36,7 +37,7 @@ using LateReplyHandler = std::function<void(Ticket, const LateReply&)>;
 /// What a library in another process threw, as the service reports it (GBK).
 class LibraryException : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit LibraryException(const Gbk& text) : std::runtime_error(text.bytes()) {}
 };
 
 /// One reader library, as the registry sees it: loaded into the service, or in a helper process of

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string>
 
+#include "util/text/charset.h"
+
 /// How a reader library does at present.
 struct LibraryCondition {
   enum class State {
@@ -13,7 +15,7 @@ struct LibraryCondition {
     kFailed       ///< requests are refused; `reason` says why
   };
   State state = State::kReady;
-  std::string reason;             ///< GBK, or what a library has written; may name folders
+  Gbk reason;                     ///< or what a library has written; may name folders
   unsigned restarts = 0;          ///< how often it was started anew, in vain or not
   std::size_t waiting_calls = 0;  ///< that it has not been given yet
 };

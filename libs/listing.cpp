@@ -6,6 +6,7 @@
 #include "libs/isolation_settings.h"
 #include "util/log/log.h"
 #include "util/os/program_path.h"
+#include "util/text/conversion.h"
 #include "util/text/format.h"
 #include "util/text/messages.h"
 
@@ -15,28 +16,28 @@ constexpr char kKey[] = "lib";  // with a number behind it
 constexpr int kMaxLibraries = 20;
 constexpr std::size_t kShortestPath = 6;
 
-/// Sets the full path that the library's value stands for. Why it stands for none, or ""; the log
-/// then says what to do.
-std::string set_path(ListedLibrary& library) {
+/// Sets the full path that the library's value stands for. Why it stands for none, or empty; the
+/// log then says what to do.
+Gbk set_path(ListedLibrary& library) {
   const char* key = library.key.c_str();
   const char* value = library.value.c_str();
   if (library.value.size() > kLongestLibraryPath) {
     log_error("%s: [%s] %s is longer than %zu characters and was skipped; shorten it\n",
               kServiceIni, kLibrarySection, key, kLongestLibraryPath);
-    return format_text(messages::kPathTooLong, value);
+    return format_gbk(messages::kPathTooLong, gbk_of(value));
   }
   if (!names_library(value)) {
     log_warning("%s: [%s] %s=%s names no .so file and was skipped\n", kServiceIni, kLibrarySection,
-                key, value);
-    return format_text(messages::kNoLibraryFile, value);
+                key, shown(value).c_str());
+    return format_gbk(messages::kNoLibraryFile, gbk_of(value));
   }
   char path[kLongestLibraryPath + 1];
   if (!getfilepath(path, value, sizeof path)) {
     log_error("%s: [%s] %s: its full path is longer than %zu characters and was skipped\n",
               kServiceIni, kLibrarySection, key, kLongestLibraryPath);
-    return format_text(messages::kPathTooLong, value);
+    return format_gbk(messages::kPathTooLong, gbk_of(value));
   }
-  if (std::strlen(path) < kShortestPath) return format_text(messages::kNoLibraryFile, path);
+  if (std::strlen(path) < kShortestPath) return format_gbk(messages::kNoLibraryFile, gbk_of(path));
   library.path = path;
   return {};
 }

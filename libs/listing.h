@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "config/service_ini.h"
+#include "util/text/charset.h"
 
 // How the service INI file lists the libraries, and the rules for their values.
 
@@ -21,7 +22,7 @@ struct ListedLibrary {
   std::string value;           ///< as it stands in the file
   std::string path;            ///< the value, or the file of that name beside the program
   std::chrono::seconds limit;  ///< for one call, of an isolated library; kInProcess of another
-  std::string failure;         ///< why it is not loaded (GBK); "" while it can be, or is
+  Gbk failure;                 ///< why it is not loaded; empty while it can be, or is
 };
 inline constexpr std::chrono::seconds kInProcess(0);
 using Listing = std::vector<ListedLibrary>;

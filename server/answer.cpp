@@ -21,20 +21,20 @@ constexpr std::size_t reply_size(bool canned) { return canned ? kCannedReplySize
 
 /// Writes what the client is told of an exception to `reply`, and prints it. The canned request
 /// gets the bare text.
-void write_exception(bool canned, const std::string& text, TextBuffer reply) {
+void write_exception(bool canned, const Gbk& text, TextBuffer reply) {
   if (canned) {
     fail_with(reply, text);
   } else {
     write_failure(reply, text);
   }
-  print("%s", reply.data);
+  print("%s", shown(GbkView(reply.data)).c_str());
 }
 
-/// The beginning of a message for the log, which is GBK, and the message's length: more of it may
-/// be somebody's data.
+/// The beginning of a message, and its length: more of it may be somebody's data.
 void print_unrecognised(std::string_view message) {
-  print(messages::kUnrecognisedLine, utf8_to_gbk(cut_utf8(message, kShownSize)).c_str(),
-        message.size());
+  const Gbk beginning = utf8_to_gbk(Utf8View(cut_utf8(message, kShownSize)));
+  print_line(messages::kUnrecognisedLine,
+             format_gbk(messages::kUnrecognisedLine, beginning, message.size()));
 }
 
 }  // namespace
@@ -81,7 +81,7 @@ Outcome Answerer::dispatch(const Request& request, TextBuffer reply) {
 /// Converts the reply for the client; one that is no GBK is put down to the library that serves the
 /// function.
 std::size_t Answerer::convert(GbkView reply, const char* fid, TextBuffer out) {
-  if (!library_text_to_utf8(reply.bytes(), out)) registry.report_foreign_text(fid);
+  if (!library_text_to_utf8(reply, out)) registry.report_foreign_text(fid);
   // A client that gets nothing would wait for ever.
   if (out.data[0] == '\0') return answer_failure(messages::kUnusableReply, out);
   return std::strlen(out.data);
@@ -101,8 +101,8 @@ std::size_t Answerer::answer_later(Ticket ticket, const LateReply& late, TextBuf
     write_exception(asked.canned, late.text, reply);
   } else {
     if (late.kind == LateReply::Kind::kFailure) write_failure(reply, late.text);
-    if (late.kind == LateReply::Kind::kReply) copy_text(reply, late.text);
-    complete_fid(reply, asked.fid);
+    if (late.kind == LateReply::Kind::kReply) copy_text(reply, late.text.bytes());
+    complete_fid(reply, Utf8View(asked.fid));
   }
   return convert(GbkView(room), asked.fid.c_str(), out);
 }
@@ -116,7 +116,7 @@ void Answerer::forget(lws* connection) {
   awaited.erase(it);
 }
 
-std::size_t answer_failure(const char* reason, TextBuffer out) {
+std::size_t answer_failure(GbkView reason, TextBuffer out) {
   char reply[kReplySize];
   write_failure(reply, reason);
   cpy2utfa(out.data, reply);

@@ -81,5 +81,5 @@ class Answerer {
   Ticket last_ticket = 0;
 };
 
-/// Writes the failure reply with that reason (GBK) to `out`, as Answerer does. Returns its length.
-std::size_t answer_failure(const char* reason, TextBuffer out);
+/// Writes the failure reply with that reason to `out`, as Answerer does. Returns its length.
+std::size_t answer_failure(GbkView reason, TextBuffer out);

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "util/log/log.h"
+#include "util/text/conversion.h"
 #include "util/text/number.h"
 
 namespace {
@@ -14,13 +15,13 @@ constexpr std::string_view kFlags = "sh";
 constexpr char kStrictHost = 'h';
 
 void report_flag(const char* word, char flag) {
-  log_warning("the option \"%s\" is taken as -%c; write that\n", word, flag);
+  log_warning("the option \"%s\" is taken as -%c; write that\n", shown(word).c_str(), flag);
 }
 
 void report_level(std::string_view level) {
   if (!whole_number(level, 0))
     log_warning("the option -d \"%s\" is no number, and nothing is logged: write -d 1031\n",
-                std::string(level).c_str());
+                shown(level).c_str());
 }
 
 }  // namespace
@@ -39,7 +40,7 @@ void report_command_line(int argc, const char* const* argv) {
         log_warning("with -h the WebSocket of every browser is refused: take it out\n");
     } else {
       log_warning("the option \"%s\" means nothing: there are -s for TLS, -d LEVEL and -h\n",
-                  argv[i]);
+                  shown(argv[i]).c_str());
     }
   }
 }

@@ -63,7 +63,7 @@ ServiceSettings load_libraries() {
   log_user("Starting Orvex WebSocket Server Version %s of Brennic\n", Webversion);
   if (!preload_conversion())
     log_error("the C library can't convert GBK to UTF-8: install its gconv modules\n");
-  print("%s\n", require_working_directory().c_str());
+  print("%s\n", shown(require_working_directory()).c_str());
   ServiceSettings settings = read_service_settings();
   report_server_address_faults();
   char errtext[kErrorTextSize] = {};

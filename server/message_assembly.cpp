@@ -13,7 +13,7 @@ char message[kMessageSize];
 
 void collect_chunk(MessageAssembly& assembly, std::int32_t sockfd, std::string_view chunk) {
   assembly.collecting = true;
-  if (assembly.refusal != nullptr) return;
+  if (!assembly.refusal.empty()) return;
   const PendingEntry found = find_pending(sockfd);
   if (found.entry == kNoEntry) {
     assembly.refusal = messages::kBusy;
@@ -26,11 +26,11 @@ void collect_chunk(MessageAssembly& assembly, std::int32_t sockfd, std::string_v
 Message complete_message(MessageAssembly& assembly, std::int32_t sockfd, std::string_view chunk) {
   const MessageAssembly state = assembly;
   assembly = {};
-  if (state.refusal != nullptr) return {{}, state.refusal};
-  if (!state.collecting) return {chunk.substr(0, chunk.find('\0')), nullptr};
+  if (!state.refusal.empty()) return {{}, state.refusal};
+  if (!state.collecting) return {chunk.substr(0, chunk.find('\0')), {}};
   const PendingEntry found = find_pending(sockfd);
   if (take_message(found.entry, found.length, chunk.data(), chunk.size(), message))
-    return {message, nullptr};
+    return {message, {}};
   return {{}, messages::kMessageTooLong};
 }
 

@@ -4,16 +4,18 @@
 #include <cstdint>
 #include <string_view>
 
+#include "util/text/charset.h"
+
 /// What is known of one connection's message in progress. All zero when there is none.
 struct MessageAssembly {
-  bool collecting;      ///< chunks have come, and not the last
-  const char* refusal;  ///< reason (GBK) why the message is refused, or null
+  bool collecting;  ///< chunks have come, and not the last
+  GbkView refusal;  ///< reason why the message is refused, or empty
 };
 
 /// One complete message: its text, or the reason why it is refused.
 struct Message {
   std::string_view text;  ///< up to its first NUL; valid as long as the chunk that completed it
-  const char* refusal;    ///< GBK, or null
+  GbkView refusal;        ///< or empty
 };
 
 /// Keeps a chunk, up to its first NUL, until the message of the connection with the descriptor

@@ -10,6 +10,7 @@
 
 #include "util/handle/unique_fd.h"
 #include "util/log/log.h"
+#include "util/text/conversion.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ lws_fop_fd_t open_guarded(const lws_plat_file_ops*, const char* name, const char
   if (file.get() < 0) return nullptr;
   const std::string descriptor = "/proc/self/fd/" + std::to_string(file.get());
   if (const char* reason = refusal(file.get(), descriptor)) {
-    log_warning("%s is not served: %s\n", name, reason);
+    log_warning("%s is not served: %s\n", shown(name).c_str(), reason);
     return nullptr;
   }
   return platform_files->LWS_FOP_OPEN(platform_files, descriptor.c_str(), inner, flags);

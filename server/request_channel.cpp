@@ -43,7 +43,7 @@ const AccessRules& rules_of(lws* wsi) { return channel_of(wsi).access; }
 /// Sets the connection's reply to the complete message, unless that comes later.
 void answer(lws* wsi, per_conn_data& conn, const Message& message) {
   const std::size_t length =
-      message.refusal == nullptr
+      message.refusal.empty()
           ? channel_of(wsi).answers.answer(message.text, conn.allowed, wsi, conn.payload)
           : answer_failure(message.refusal, conn.payload);
   conn.payload_len = static_cast<std::int32_t>(length);

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "sdk/quorvel_reader.h"
+#include "util/text/charset.h"
 
 namespace neb {
 class CJsonObject;
@@ -13,6 +14,6 @@ inline constexpr std::size_t kLongestRequest = QUORVEL_COMMAND_SIZE - 1;
 inline constexpr std::size_t kLongestName = QUORVEL_NAME_SIZE - 1;
 
 /// Makes of a page's request the command that a reader library gets: takes the member "fid" out,
-/// into `name`, and adds the member "platform" of that text unless the request has one. Null, or
-/// the reason (GBK) why the service refuses the request; `name` and `request` are then undefined.
-const char* make_command(neb::CJsonObject& request, const char* platform, std::string& name);
+/// into `name`, and adds the member "platform" of that text unless the request has one. Empty, or
+/// the reason why the service refuses the request; `name` and `request` are then undefined.
+GbkView make_command(neb::CJsonObject& request, const char* platform, std::string& name);

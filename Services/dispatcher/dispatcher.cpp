@@ -54,8 +54,8 @@ bool Jdispatcher::init(char* out, const char* platform, std::size_t size) {
   if (!request_fits) return write_failure({out, size}, messages::kMessageTooLong);
   neb::CJsonObject json{std::string_view(request)};
   std::string name;
-  if (const char* refusal = make_command(json, platform, name))
-    return write_failure({out, size}, refusal);
+  const GbkView refusal = make_command(json, platform, name);
+  if (!refusal.empty()) return write_failure({out, size}, refusal);
   return copy_text(command, json.ToString()) && copy_text(fid, name);
 }
 
@@ -75,13 +75,13 @@ bool Jdispatcher::is_own_function(std::string_view name) { return own_function(n
 bool Jdispatcher::forward(TextBuffer out, Deferral* later) {
   const int result =
       mgr->call_cmd(as_bytes(fid), as_bytes(command), as_bytes(out.data), out.size, later);
-  if (later == nullptr || !later->taken) complete_fid(out, fid);
+  if (later == nullptr || !later->taken) complete_fid(out, Utf8View(fid));
   return result != 0;
 }
 
-bool Jdispatcher::refuse(TextBuffer out, const char* reason) {
+bool Jdispatcher::refuse(TextBuffer out, GbkView reason) {
   write_failure(out, reason);
-  complete_fid(out, fid);
+  complete_fid(out, Utf8View(fid));
   return false;
 }
 

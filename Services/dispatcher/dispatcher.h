@@ -68,7 +68,7 @@ class Jdispatcher {
 
   bool config(TextBuffer out);
   bool getconfig(TextBuffer out);
-  bool refuse(TextBuffer out, const char* reason);
+  bool refuse(TextBuffer out, GbkView reason);
   bool refuse_reserved(TextBuffer out);
   bool forward(TextBuffer out, Deferral* later);
 

@@ -12,6 +12,7 @@
 #include "config/ini.h"
 #include "util/log/log.h"
 #include "util/os/regular_file.h"
+#include "util/text/conversion.h"
 
 namespace {
 
@@ -91,21 +92,24 @@ void IniWriteValue(const char* header, const char* key, const char* value, const
   std::string reason;
   const UniqueFile file = open_regular_to_update(path, reason);
   if (!file) {
-    print("%s: Opent file %s failed.\n", "Services/dispatcher", path);
-    log_error("%s can't be written: %s\n", path, reason.c_str());
+    print("%s: Opent file %s failed.\n", "Services/dispatcher", shown(path).c_str());
+    log_error("%s can't be written: %s\n", shown(path).c_str(), reason.c_str());
     return;
   }
   std::string old;
   if (!read_all(file.get(), old)) {
-    log_error("%s can't be read: %s; nothing is stored\n", path, std::strerror(errno));
+    log_error("%s can't be read: %s; nothing is stored\n", shown(path).c_str(),
+              std::strerror(errno));
     return;
   }
   const Rewrite result = replace_lines(old, header, key, value);
   const int fd = fileno(file.get());
   if (!overwrite(fd, old, result.content)) {
-    log_error("%s can't be written: %s; its old content is put back\n", path, std::strerror(errno));
+    log_error("%s can't be written: %s; its old content is put back\n", shown(path).c_str(),
+              std::strerror(errno));
     if (!overwrite(fd, result.content, old))
-      log_error("%s: putting back the old content failed: %s\n", path, std::strerror(errno));
+      log_error("%s: putting back the old content failed: %s\n", shown(path).c_str(),
+                std::strerror(errno));
     return;
   }
   if (result.key_found) return;
@@ -113,7 +117,8 @@ void IniWriteValue(const char* header, const char* key, const char* value, const
     print("No key = %s\n", key);
   else
     print("No section = %s\n", header);
-  log_error("%s has no line %s= under %s: the value is not stored; add it\n", path, key, header);
+  log_error("%s has no line %s= under %s: the value is not stored; add it\n", shown(path).c_str(),
+            key, header);
 }
 
 int writeStringVlaue(const char* section, const char* key, const char* value, const char* path) {

@@ -12,19 +12,21 @@ void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value
   json->Add(key, reinterpret_cast<const char*>(value));
 }
 
-std::optional<std::string> with_fid(const char* reply, std::string_view name) {
+std::optional<Gbk> with_fid(GbkView reply, Utf8View name) {
   constexpr char kFid[] = "fid";
-  if (std::strstr(reply, "\"fid\"") != nullptr) return {};
-  neb::CJsonObject json(std::string_view(reply), Charset::kGbk);
+  constexpr std::string_view kQuotedFid = "\"fid\"";
+  const std::string_view text = reply.bytes();
+  // The C library's search is several times as fast as the one of std::string_view.
+  if (memmem(text.data(), text.size(), kQuotedFid.data(), kQuotedFid.size()) != nullptr) return {};
+  neb::CJsonObject json(text, Charset::kGbk);
   std::string present;
   if (json.Get(kFid, present)) return {};
-  const std::string fid = utf8_to_gbk(name);
-  jsonadd(&json, kFid, as_bytes(fid.c_str()));
-  return json.ToString();
+  jsonadd(&json, kFid, as_bytes(utf8_to_gbk(name).bytes().c_str()));
+  return Gbk(json.ToString());
 }
 
-void complete_fid(TextBuffer out, std::string_view name) {
-  if (const auto completed = with_fid(out.data, name)) copy_text(out, *completed);
+void complete_fid(TextBuffer out, Utf8View name) {
+  if (const auto completed = with_fid(GbkView(out.data), name)) copy_text(out, completed->bytes());
 }
 
 void write_reply(TextBuffer out, const neb::CJsonObject& json) {

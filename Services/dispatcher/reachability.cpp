@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "util/handle/unique_fd.h"
+#include "util/text/conversion.h"
 #include "util/text/format.h"
 #include "util/text/messages.h"
 #include "util/text/text_buffer.h"
@@ -51,7 +52,8 @@ int set_socket_block(int fd) { return change_flags(fd, 0, O_NONBLOCK); }
 
 bool connect_retry(int fd, const sockaddr* addr, unsigned int alen, int budget, char* errmsg,
                    std::size_t size) {
-  if (set_socket_nonblock(fd) != 0) return fail_with({errmsg, size}, "set socket mode Fail.");
+  if (set_socket_nonblock(fd) != 0)
+    return fail_with({errmsg, size}, GbkView("set socket mode Fail."));
   int spent = 0;
   for (int step = 1; step <= kLastStep; step *= 2) {
     // The first call starts the connection; later ones tell whether it stands, or start it again
@@ -75,7 +77,7 @@ bool socket_conn(const char* ip, int port, unsigned char* errmsg, std::size_t si
     if (connect_retry(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address,
                       kRetryBudget, reason.data, reason.size))
       return true;
-    return fail_with(reason, format_text(messages::kNoConnection, ip, port));
+    return fail_with(reason, format_gbk(messages::kNoConnection, gbk_of(ip), port));
   } catch (...) {
     return fail_with(reason,
                      current_exception_text(messages::kCheckException, messages::kCheckFailed));

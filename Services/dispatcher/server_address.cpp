@@ -20,6 +20,7 @@
 #include "util/os/port.h"
 #include "util/text/ascii.h"
 #include "util/text/bytes.h"
+#include "util/text/conversion.h"
 #include "util/text/format.h"
 #include "util/text/gbk.h"
 #include "util/text/messages.h"
@@ -39,8 +40,8 @@ void add(neb::CJsonObject& json, const char* key, const std::string& value) {
   jsonadd(&json, key, as_bytes(value.c_str()));
 }
 
-bool refuse(TextBuffer out, std::string_view reason) {
-  return write_failure(out, clean_gbk(reason, kReasonSize - 1));
+bool refuse(TextBuffer out, GbkView reason) {
+  return write_failure(out, Gbk(clean_gbk(reason.bytes(), kReasonSize - 1)));
 }
 
 /// Forms the path of the server INI file; false when it does not fit.
@@ -64,17 +65,18 @@ std::string stored(CIni& ini, const char* key, std::size_t size) {
 
 /// Names what is wrong with a value: config would be told that it is stored, and getconfig gives
 /// it.
-void report_value(CIni& ini, const char* path, const char* key, std::size_t size, bool is_good) {
+void report_value(CIni& ini, const Utf8& path, const char* key, std::size_t size, bool is_good) {
   const std::vector<std::string> keys = ini.Keys(kSection);
   const std::string value = ini.GetStr(kSection, key);
   if (std::find(keys.begin(), keys.end(), key) == keys.end())
     log_error("%s has no line %s= under [%s]: an address that a page sets is not stored; add it\n",
-              path, key, kSection);
+              path.c_str(), key, kSection);
   else if (value.size() >= size)
-    log_error("%s: [%s] %s is longer than %zu characters and is cut; shorten it\n", path, kSection,
-              key, size - 1);
+    log_error("%s: [%s] %s is longer than %zu characters and is cut; shorten it\n", path.c_str(),
+              kSection, key, size - 1);
   else if (!is_good)
-    log_warning("%s: [%s] %s=%s is no %s; correct it\n", path, kSection, key, value.c_str(),
+    log_warning("%s: [%s] %s=%s is no %s; correct it\n", path.c_str(), kSection, key,
+                shown(value).c_str(),
                 translated(key == kPortKey ? translatable("port from 1 to 65535")
                                            : translatable("dotted IPv4 address")));
 }
@@ -86,15 +88,15 @@ void report_server_address_faults() {
   CIni ini;
   if (!settings_path(path)) return;
   if (ini.OpenFile(path, "r") != 0) {
-    log_error("%s can't be read: %s\n", path, ini.failure().c_str());
+    log_error("%s can't be read: %s\n", shown(path).c_str(), ini.failure().c_str());
     return;
   }
   report_lines(path, ini.lines(), {{kSection, kAddressKey, 0}, {kSection, kPortKey, 0}});
   in_addr address{};
   const std::string ip = ini.GetStr(kSection, kAddressKey);
-  report_value(ini, path, kAddressKey, kStoredAddressSize,
+  report_value(ini, shown(path), kAddressKey, kStoredAddressSize,
                inet_pton(AF_INET, ip.c_str(), &address) == 1);
-  report_value(ini, path, kPortKey, kStoredPortSize,
+  report_value(ini, shown(path), kPortKey, kStoredPortSize,
                whole_number(ini.GetStr(kSection, kPortKey), 1, kHighestPort).has_value());
 }
 
@@ -104,8 +106,8 @@ bool read_server_address(TextBuffer out) {
     if (!settings_path(path)) return refuse(out, messages::kSettingsPathTooLong);
     CIni ini;
     if (ini.OpenFile(path, "r") == 2) {
-      log_error("%s can't be read: %s\n", path, ini.failure().c_str());
-      return refuse(out, format_text(messages::kCannotOpenSettings, path));
+      log_error("%s can't be read: %s\n", shown(path).c_str(), ini.failure().c_str());
+      return refuse(out, format_gbk(messages::kCannotOpenSettings, gbk_of(path)));
     }
     neb::CJsonObject reply(Charset::kGbk);
     add(reply, "result", "true");
@@ -127,7 +129,7 @@ bool update_server_address(const char* command, TextBuffer out) {
   if (port == 0) return refuse(out, messages::kNoPort);
   if (!take_check_turn()) return refuse(out, messages::kBusy);
   char reason[kReasonSize] = {};
-  if (!store_server_address(ip.c_str(), port, reason)) return refuse(out, reason);
+  if (!store_server_address(ip.c_str(), port, reason)) return refuse(out, GbkView(reason));
   neb::CJsonObject reply;
   add(reply, "result", "true");
   write_reply(out, reply);

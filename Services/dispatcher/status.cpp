@@ -59,10 +59,8 @@ std::string without_folders(std::string text) {
 }
 
 /// What a library, or a file's name, says: of any encoding and length, with any bytes.
-std::string shown(std::string_view foreign, std::size_t longest) {
-  std::string text;
-  library_text_to_utf8(foreign, text);
-  text = without_folders(std::move(text));
+std::string shortened(const Utf8& foreign, std::size_t longest) {
+  std::string text = without_folders(foreign.bytes());
   std::replace_if(text.begin(), text.end(), is_control, ' ');
   text.resize(std::min(text.find_last_not_of(' ') + 1, text.size()));
   return std::string(cut_utf8(text, longest));
@@ -85,7 +83,7 @@ std::string_view file_name(std::string_view path) { return path.substr(path.rfin
 std::string essentials(const LibraryStatus& library) {
   const LibraryCondition& condition = library.condition;
   std::string json = "\"key\":" + quoted(library.key);
-  json += member("file", shown(file_name(library.path), kLongestFile));
+  json += member("file", shortened(shown(file_name(library.path)), kLongestFile));
   json += member("state", state_name(condition.state));
   const bool isolated = library.limit.count() > 0;
   json += member("isolated", isolated ? "true" : "false");
@@ -96,24 +94,21 @@ std::string essentials(const LibraryStatus& library) {
 
 std::string reason(const LibraryStatus& library) {
   if (library.condition.state != State::kFailed) return {};
-  if (library.path.empty())
-    return member("reason", shown(library.condition.reason, kLongestReason));
   // Its own path first: where one ends that holds blanks can't be told.
-  const std::string_view file = file_name(library.path);
-  std::string text = library.condition.reason;
-  for (std::size_t at = text.find(library.path); at != std::string::npos;
-       at = text.find(library.path, at + file.size()))
-    text.replace(at, library.path.size(), file);
-  return member("reason", shown(text, kLongestReason));
+  std::string text = shown(library.condition.reason).bytes();
+  const std::string path = shown(library.path).bytes();
+  const std::string_view file = file_name(path);
+  for (std::size_t at = path.empty() ? std::string::npos : text.find(path); at != std::string::npos;
+       at = text.find(path, at + file.size()))
+    text.replace(at, path.size(), file);
+  return member("reason", shortened(Utf8(text), kLongestReason));
 }
 
 std::string functions(const LibraryStatus& library) {
   std::string json = ",\"functions\":[";
   for (const std::string& name : function_names(library.functions)) {
-    std::string utf8;
-    library_text_to_utf8(name, utf8);
     if (json.back() != '[') json += ',';
-    json += quoted(utf8);
+    json += quoted(shown(GbkView(name)).bytes());
   }
   return json + ']';
 }

@@ -38,8 +38,8 @@ std::optional<CommandFrame> next_command() {
 HelperFrame load(Funlib& library) {
   char errtext[QUORVEL_ERROR_SIZE] = {};
   try {
-    if (library.init(errtext)) return {HelperWord::kReady, 0, library.functions()};
-    return {HelperWord::kRefused, 0, errtext};
+    if (library.init(errtext)) return {HelperWord::kReady, 0, Gbk(library.functions())};
+    return {HelperWord::kRefused, 0, Gbk(errtext)};
   } catch (...) {
     return {HelperWord::kThrown, 0, current_exception_text(messages::kException)};
   }
@@ -51,10 +51,11 @@ HelperFrame answer(Funlib& library, const CommandFrame& command) {
   try {
     library.call_cmd(as_bytes(command.name.c_str()), as_bytes(command.command.c_str()), reply,
                      command.reply_size);
-    return {HelperWord::kReply, command.number, reinterpret_cast<const char*>(reply)};
+    return {HelperWord::kReply, command.number, Gbk(reinterpret_cast<const char*>(reply))};
   } catch (...) {
-    const std::string text = current_exception_text(messages::kException);
-    return {HelperWord::kThrown, command.number, text.substr(0, command.reply_size - 1)};
+    const Gbk text = current_exception_text(messages::kException);
+    return {HelperWord::kThrown, command.number,
+            Gbk(text.bytes().substr(0, command.reply_size - 1))};
   }
 }
 

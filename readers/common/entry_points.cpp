@@ -24,7 +24,7 @@ int32_t getversion(char* /*verinfo*/, char* answer, char* /*verextra*/, char* er
     copy(answer, QUORVEL_ANSWER_SIZE, hexadecimal(function_list()));
     return 1;
   } catch (const Failure& failure) {
-    copy(error, QUORVEL_ERROR_SIZE, utf8_to_gbk(failure.what()));
+    copy(error, QUORVEL_ERROR_SIZE, utf8_to_gbk(Utf8View(failure.what())).bytes());
   } catch (...) {
     copy(error, QUORVEL_ERROR_SIZE, "out of memory");
   }

@@ -32,7 +32,7 @@ std::string CardFile::text(const std::string& section, const char* key) const {
   std::string value = cards->GetStr(section.c_str(), key);
   if (is_utf8) return value;
   std::string utf8;
-  if (!gbk_to_utf8(value, utf8))
+  if (!gbk_to_utf8(GbkView(value), utf8))
     throw Failure(failures::kCardFile, "[" + section + "] " + key + "：与charset不符");
   return utf8;
 }

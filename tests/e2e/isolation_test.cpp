@@ -46,7 +46,7 @@ class IsolationTest : public ServiceTest {
     return found;
   }
 
-  static std::string failed(const char* reason, const std::string& function) {
+  static std::string failed(GbkView reason, const std::string& function) {
     return failure(utf8(reason), function);
   }
 };

@@ -95,6 +95,25 @@ TEST_F(StartTest, ServiceIniIsReadWithinItsLimits) {
   }
 }
 
+TEST_F(StartTest, FaultsOfBothFilesAreToldInTheCharacterSetAskedFor) {
+  const ServiceFolder place(QUORVEL_STAGE, "读卡");
+  const std::string bin = place.path() / "bin/";
+  write_file(place.server_ini(), gbk("[SERVER]\nSERVER_IP=卡\n"));
+  for (const char* charset : {"utf-8", "gbk"}) {
+    place.write_service_ini({"读卡库.so"}, port, std::string("错=1\n[LOG]\ncharset=") + charset);
+    DaemonProcess service(place);
+    service.wait_until_listening(port);
+    const std::string all = service.output() + service.errors();
+    const std::string text = *charset == 'g' ? utf8(all) : all;
+    for (const std::string& line :
+         {"addlib ======" + bin + "读卡库.so", "失败，请检查读卡环境！" + bin + "读卡库.so: cannot open",
+          bin + "quorvel_service.ini: line 5, \"错=1\": there is no such key",
+          bin + "quorvel.ini has no line SERVER_PORT=",
+          bin + "quorvel.ini: [SERVER] SERVER_IP=卡 is no dotted IPv4 address"})
+      EXPECT_NE(text.find(line), std::string::npos) << line << " is not in\n" << text;
+  }
+}
+
 TEST_F(StartTest, StartThatFailsEndsWithStatusOneAndNamesTheCause) {
   const TcpSocket other = TcpSocket::listen(1);
   const fs::path ini = folder.service_ini();

@@ -46,9 +46,9 @@ TEST(LibManager, RoutesUntilALibraryIsTakenOutAndStartsOver) {
   EXPECT_NE(call("echo").find("second"), std::string::npos);
   EXPECT_TRUE(registry.reinit({}, errtext));
   EXPECT_FALSE(is_loaded(kSecond));
-  EXPECT_EQ(call("echo"), failure(messages::kNotSupported));
+  EXPECT_EQ(call("echo"), failure(messages::kNotSupported.bytes()));
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(call(nullptr), failure(messages::kNotSupported));
+  EXPECT_EQ(call(nullptr), failure(messages::kNotSupported.bytes()));
   EXPECT_EQ(registry.call_cmd(as_bytes("echo"), as_bytes("{}"), nullptr), 0);
 }
 
@@ -57,12 +57,12 @@ TEST(Funlib, SaysWhatItLacks) {
   unsigned char reply[kReplySize] = {};
   Funlib library(kFirst.c_str());
   EXPECT_EQ(library.call_cmd(as_bytes("echo"), as_bytes("{}"), reply), 0);
-  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure(messages::kNotInitialised));
+  EXPECT_EQ(reinterpret_cast<const char*>(reply), failure(messages::kNotInitialised.bytes()));
   EXPECT_TRUE(library.init(errtext));
   EXPECT_FALSE(library.init(errtext));
   EXPECT_EQ(errtext, kFirst + gbk("动态库已经加载过！"));
   EXPECT_FALSE(Funlib("").init(errtext));
-  EXPECT_STREQ(errtext, messages::kNoLibraryName);
+  EXPECT_EQ(errtext, messages::kNoLibraryName.bytes());
   EXPECT_FALSE(Funlib(std::string(400, 'l').c_str()).init(errtext)) << "a name that does not fit";
   char path[8] = "????";
   EXPECT_TRUE(getfilepath(path, "/a/b.so", sizeof path));

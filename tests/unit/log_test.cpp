@@ -18,14 +18,14 @@ std::string output_of(Action action) {
 
 TEST(Log, DisarmsArgumentsCutsAtAWholeCharacterAndWritesUtf8WhereItIsAskedTo) {
   const std::string hostile = "a\nE: forged\r\x1b[31m\x7f\xc2\x9b";
-  EXPECT_EQ(output_of([&] { print("\n[%s]\n", hostile.c_str()); }), "\n[a E: forged??[31m???]\n");
+  EXPECT_EQ(output_of([&] { print("\n[%s]\n", hostile.c_str()); }), "\n[a E: forged??[31m??]\n");
   std::string text = "x";
   for (int i = 0; i < 600; ++i) text += "三";
-  const std::string expected = text.substr(0, 1 + 3 * 499) + "...\n";
-  EXPECT_EQ(output_of([&] { print("%s\n", gbk(text).c_str()); }), gbk(expected));
+  const std::string expected = text.substr(0, 1 + 3 * 333) + "...\n";
+  EXPECT_EQ(output_of([&] { print("%s\n", text.c_str()); }), gbk(expected));
   set_log_charset_utf8(true);
-  EXPECT_EQ(output_of([&] { print("%s \n", gbk(text).c_str()); }), expected);
-  EXPECT_EQ(output_of([] { print("%s|\n", "\xff\x81\x30\x81\x30"); }), "???|\n")
+  EXPECT_EQ(output_of([&] { print("%s \n", text.c_str()); }), expected);
+  EXPECT_EQ(output_of([] { print("%s|\n", "\xff\xc2\x80"); }), "???|\n")
       << "U+0080 is a control character";
   set_log_charset_utf8(false);
 }

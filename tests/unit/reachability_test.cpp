@@ -58,7 +58,7 @@ TEST(Reachability, TriesFiveTimesInFourMillisecondsAndStopsAtAnAnswer) {
   no_socket = true;
   unsigned char reason[200] = {};
   EXPECT_FALSE(socket_conn("10.0.0.1", 80, reason));
-  EXPECT_STREQ(reinterpret_cast<char*>(reason), messages::kNoSocket);
+  EXPECT_EQ(reinterpret_cast<char*>(reason), messages::kNoSocket.bytes());
   no_socket = false;  // other tests of this program need sockets
 }
 

@@ -54,17 +54,18 @@ TEST(TextConversion, ConvertsWhateverALibraryWrites) {
         {gbk("三") + "\x81\x30\"\xff" + gbk("三"), "三\uFFFD0\"\uFFFD三", false},
         {"\x80" + gbk("三"), "\uFFFD三", false}}) {
     std::string out;
-    EXPECT_EQ(library_text_to_utf8(text, out), is_gbk) << expected;
+    EXPECT_EQ(library_text_to_utf8(GbkView(text), out), is_gbk) << expected;
     EXPECT_EQ(out, expected);
   }
   const std::string strays(1023, '\xff');
   std::string out(kLargestGrowth * strays.size() + 1, 'x');
-  EXPECT_FALSE(library_text_to_utf8(strays, {out.data(), out.size()}));
+  EXPECT_FALSE(library_text_to_utf8(GbkView(strays), {out.data(), out.size()}));
   EXPECT_EQ(std::strlen(out.c_str()), out.size() - 1);
 }
 
 TEST(TextConversion, ReplacesAndCutsByWholeCharacters) {
-  EXPECT_EQ(utf8_to_gbk("a\U0001F600b\xff\xfe三\xe4\xb8"), "a?b??" + gbk("三") + "?");
+  EXPECT_EQ(utf8_to_gbk(Utf8View("a\U0001F600b\xff\xfe三\xe4\xb8")).bytes(),
+            "a?b??" + gbk("三") + "?");
   EXPECT_EQ(clean_gbk(gbk("中文a"), 3), gbk("中"));
   EXPECT_EQ(clean_gbk(gbk("中文a"), 5), gbk("中文a"));
   EXPECT_EQ(clean_gbk("a\xff\x80z\xd6\"x\xd6"), "a??z?\"x?");
@@ -74,11 +75,11 @@ TEST(TextConversion, ReplacesAndCutsByWholeCharacters) {
 
 TEST(Reply, IsValidWhateverTheReason) {
   char out[64];
-  write_failure(out, "a\"b\\\n" + gbk("中诚") + "\xd6");
+  write_failure(out, Gbk("a\"b\\\n" + gbk("中诚") + "\xd6"));
   EXPECT_EQ(out, R"({"result":"false","errmsg":"a\"b\\\n)" + gbk("中诚") + R"(?"})");
-  write_failure({out, 40}, gbk("1234567中文"));
+  write_failure({out, 40}, Gbk(gbk("1234567中文")));
   EXPECT_EQ(out, gbk(R"({"result":"false","errmsg":"1234567中"})"));
-  write_failure({out, 40}, "12345678\"");
+  write_failure({out, 40}, GbkView("12345678\""));
   EXPECT_STREQ(out, R"({"result":"false","errmsg":"12345678"})");
 }
 

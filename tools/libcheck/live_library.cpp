@@ -34,9 +34,7 @@ LiveLibrary::LiveLibrary(const std::string& path, std::chrono::milliseconds limi
   const InterruptsAtOnce while_it_loads;
   if (registry.add_isolated(path.c_str(), std::chrono::ceil<std::chrono::seconds>(limit), reason))
     return;
-  std::string text;
-  library_text_to_utf8(reason, text);
-  throw CannotLoad(member_text(text, "errmsg"));
+  throw CannotLoad(member_text(shown(GbkView(reason)).bytes(), "errmsg"));
 }
 
 LiveLibrary::~LiveLibrary() { registry.end_isolated(); }

@@ -39,7 +39,7 @@ std::string_view terminated(std::string_view buffer) {
 /// What the service makes of the reply, which has to be the reply's characters and no others.
 std::string converted(std::string_view reply, Verdict& verdict) {
   std::string utf8;
-  verdict.beyond_gbk = !library_text_to_utf8(reply, utf8);
+  verdict.beyond_gbk = !library_text_to_utf8(GbkView(reply), utf8);
   if (!verdict.beyond_gbk) return utf8;
   if (looks_like_chinese_utf8(reply))
     refuse(translated("the reply is UTF-8, not GBK: the page would get other characters"),
@@ -76,7 +76,7 @@ Json parsed(const std::string& utf8) {
 /// not ASCII only the length matters here: its bytes are the page's fault, not the library's.
 std::string completed(const std::string& reply, const std::string& function) {
   const std::string name = is_ascii(function) ? function : std::string(function.size(), 'x');
-  return with_fid(reply.c_str(), name).value_or(reply);
+  return with_fid(GbkView(reply), Utf8View(name)).value_or(Gbk(reply)).bytes();
 }
 
 void judge_completion(const std::string& reply, const std::string& function, const cJSON* own,
@@ -89,7 +89,7 @@ void judge_completion(const std::string& reply, const std::string& function, con
                                 write_fid});
     return;
   }
-  library_text_to_utf8(complete, verdict.page);
+  library_text_to_utf8(GbkView(complete), verdict.page);
   const Json page(cJSON_ParseWithOpts(verdict.page.c_str(), nullptr, 1));
   if (complete != reply) cJSON_DeleteItemFromObjectCaseSensitive(page.get(), "fid");
   if (!page || cJSON_Compare(page.get(), own, 1) == 0)

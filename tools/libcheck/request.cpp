@@ -100,12 +100,10 @@ Request make_request(const std::string& page, const std::string& label) {
   if (page.size() > kLongestRequest)
     throw std::invalid_argument(format_text(translated("the service takes at most %zu bytes"),
                                             std::size_t{kLongestRequest}));
-  if (const char* refusal = make_command(document, architecture().c_str(), function)) {
-    std::string reason;
-    gbk_to_utf8(refusal, reason);
+  const GbkView refusal = make_command(document, architecture().c_str(), function);
+  if (!refusal.empty())
     throw std::invalid_argument(
-        format_text(translated("the service refuses it: %s"), reason.c_str()));
-  }
+        format_text(translated("the service refuses it: %s"), shown(refusal).c_str()));
   if (Jdispatcher::is_own_function(function))
     throw std::invalid_argument(translated("the service answers this function itself"));
   return {label, page, ascii_lower(function), document.ToString()};

@@ -8,19 +8,13 @@
 
 namespace {
 
-std::string utf8(const std::string& text) {
-  std::string converted;
-  library_text_to_utf8(text, converted);
-  return converted;
-}
-
-/// The reason why the library was not loaded (GBK); empty when it was.
-std::string load(Funlib& binding) {
+/// The reason why the library was not loaded; empty when it was.
+Gbk load(Funlib& binding) {
   try {
     char reason[QUORVEL_ERROR_SIZE] = {};
-    return binding.init(reason) ? "" : reason;
+    return Gbk(binding.init(reason) ? "" : reason);
   } catch (...) {
-    return current_exception_text(messages::kException, "an exception");
+    return current_exception_text(messages::kException, GbkView("an exception"));
   }
 }
 
@@ -28,11 +22,11 @@ std::string load(Funlib& binding) {
 
 std::string loading_as_json(const char* path) {
   Funlib binding(path);
-  const std::string reason = load(binding);
+  const Gbk reason = load(binding);
   neb::CJsonObject json;
   if (reason.empty())
-    json.Add("functions", utf8(binding.functions()));
+    json.Add("functions", shown(GbkView(binding.functions())).bytes());
   else
-    json.Add("error", utf8(reason));
+    json.Add("error", shown(reason).bytes());
   return json.ToString();
 }

@@ -13,7 +13,6 @@
 #include "tools/settings/reading.h"
 #include "util/handle/unique_fd.h"
 #include "util/language/language.h"
-#include "util/text/conversion.h"
 
 namespace {
 
@@ -33,7 +32,7 @@ std::string answer(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    use_language_of_locale(kGbkCharset);
+    use_language_of_locale("UTF-8");
     const UniqueFd output = take_standard_output();
     const std::string line = answer(argc, argv) + "\n";
     return dprintf(output.get(), "%s", line.c_str()) < 0 ? 1 : 0;

@@ -34,17 +34,9 @@ class Faults {
   Faults& operator=(const Faults&) = delete;
 };
 
-/// The text in UTF-8: as it is when it is that already, as the names of files are, else from GBK.
-std::string shown(const std::string& text) {
-  std::string utf8;
-  if (gbk_to_utf8(utf8_to_gbk(text), utf8) && utf8 == text) return text;
-  library_text_to_utf8(text, utf8);
-  return utf8;
-}
-
 /// Names a library whose file is there under the name in UTF-8 alone: the file lists it in GBK.
 void report_charset(const ListedLibrary& listed) {
-  const std::string path = shown(listed.path);
+  const std::string path = shown(listed.path).bytes();
   if (path != listed.path && access(listed.path.c_str(), F_OK) != 0 &&
       access(path.c_str(), F_OK) == 0)
     log_error("%s: [%s] %s is in GBK, but the name of its file in UTF-8: write it in UTF-8\n",
@@ -57,8 +49,8 @@ void add_libraries(cJSON* object, const Listing& listing) {
     cJSON* library = checked(cJSON_CreateObject());
     cJSON_AddItemToArray(libraries, library);
     add_text(library, "key", listed.key);
-    add_text(library, "path", shown(listed.path));
-    if (!listed.failure.empty()) add_text(library, "failure", shown(listed.failure));
+    add_text(library, "path", shown(listed.path).bytes());
+    if (!listed.failure.empty()) add_text(library, "failure", shown(listed.failure).bytes());
     report_charset(listed);
     if (listed.limit != kInProcess)
       checked(cJSON_AddNumberToObject(library, "isolatedSeconds",

@@ -12,8 +12,8 @@ constexpr std::string_view kEnvelopeEnd = R"("})";
 
 }  // namespace
 
-bool write_failure(TextBuffer out, std::string_view errmsg) {
-  const std::string reason = clean_gbk(errmsg, out.size);
+bool write_failure(TextBuffer out, GbkView errmsg) {
+  const std::string reason = clean_gbk(errmsg.bytes(), out.size);
   std::string reply(kEnvelopeStart);
   std::string_view rest = reason;
   while (!rest.empty()) {

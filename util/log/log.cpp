@@ -14,7 +14,7 @@
 #include "util/text/ascii.h"
 #include "util/text/conversion.h"
 #include "util/text/format.h"
-#include "util/text/gbk.h"
+#include "util/text/utf8.h"
 
 namespace {
 
@@ -84,14 +84,9 @@ void disarm(std::string& line) {
 
 /// The line as it is written, without line ends.
 std::string finished(std::string_view text, bool to_utf8) {
-  std::string line = clean_gbk(text, kLongestLine);
-  if (line.size() < text.size()) line += "...";
-  if (to_utf8 && !is_ascii(line)) {
-    std::string utf8(kLargestGrowth * line.size() + 1, '\0');
-    library_text_to_utf8(line, {utf8.data(), utf8.size()});
-    utf8.resize(utf8.find('\0'));
-    line = std::move(utf8);
-  }
+  std::string line = clean_utf8(text);
+  if (line.size() > kLongestLine) line = std::string(cut_utf8(line, kLongestLine)) + "...";
+  if (!to_utf8) line = utf8_to_gbk(Utf8View(line)).bytes();
   disarm(line);
   return line;
 }
@@ -191,7 +186,12 @@ void log_component(unsigned level_bit, std::string_view line) {
   const bool limited = (level_bit & kLimitedLevels) != 0;
   if (limited && !limit.admit(&kKinds[index], this_second())) return;
   while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
-  write_line(standard_error, level_of(level_bit), line, true);
+  write_line(standard_error, level_of(level_bit), shown(line).bytes(), true);
+}
+
+void print_line(GbkFormat format, const Gbk& line) {
+  if (!limit.admit(format.text, this_second())) return;
+  write_line(standard_output, kPlain, shown(line).bytes(), true);
 }
 
 void set_log_levels(unsigned mask) { shown_levels = mask; }
@@ -212,13 +212,13 @@ void settle_log() {
 
 void flush_log() {
   const std::int64_t now = this_second();
-  const bool shown = shown_levels != 0;
+  const bool any_level = shown_levels != 0;
   for (RepeatLimit::Surplus left = limit.take_surplus(now); left.kind != nullptr;
        left = limit.take_surplus(now)) {
-    const std::string kind = *left.kind != '\0' ? left.kind : "lines of a component";
-    if (shown)
+    const Utf8 kind = shown(*left.kind != '\0' ? left.kind : "lines of a component");
+    if (any_level)
       write_line(standard_error, level_of(static_cast<unsigned>(LogLevel::kNotice)),
-                 format_text("%u more: ", left.lines) + kind, true);
+                 format_text("%u more: ", left.lines) + kind.bytes(), true);
   }
   standard_output.flush();
   standard_error.flush();

@@ -36,10 +36,20 @@ class Text {
   operator TextView<charset>() const { return TextView<charset>(content); }  // NOLINT: likewise
 
   const std::string& bytes() const { return content; }
+  /// For printf, whose texts are UTF-8 wherever lines are printed.
+  const char* c_str() const {
+    static_assert(charset == Charset::kUtf8, "convert it, or take its bytes");
+    return content.c_str();
+  }
   bool empty() const { return content.empty(); }
 
  private:
   std::string content;
+};
+
+/// A printf format in GBK; see format_gbk.
+struct GbkFormat {
+  const char* text;
 };
 
 using GbkView = TextView<Charset::kGbk>;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "util/text/ascii.h"
 #include "util/text/converter.h"
@@ -61,7 +62,8 @@ void cpy2utfa(char* destination, const char* source, std::size_t destination_siz
   gbk2utfa(source, length, destination, std::min(2 * length, destination_size));
 }
 
-bool library_text_to_utf8(std::string_view text, TextBuffer out) {
+bool library_text_to_utf8(GbkView gbk, TextBuffer out) {
+  const std::string_view text = gbk.bytes();
   const bool fits = 2 * text.size() < out.size;
   if (fits && gbk2utfa(text.data(), text.size(), out.data, 2 * text.size()) == 0 &&
       !holds_lone_euro_sign(text)) {
@@ -72,22 +74,24 @@ bool library_text_to_utf8(std::string_view text, TextBuffer out) {
   return false;
 }
 
-bool library_text_to_utf8(std::string_view text, std::string& utf8) {
-  utf8.resize(kLargestGrowth * text.size() + 1);
+bool library_text_to_utf8(GbkView text, std::string& utf8) {
+  utf8.resize(kLargestGrowth * text.bytes().size() + 1);
   const bool is_gbk = library_text_to_utf8(text, {utf8.data(), utf8.size()});
   utf8.resize(std::strlen(utf8.c_str()));
   return is_gbk;
 }
 
-bool gbk_to_utf8(std::string_view gbk, std::string& utf8) {
+bool gbk_to_utf8(GbkView text, std::string& utf8) {
+  const std::string_view gbk = text.bytes();
   utf8.resize(2 * gbk.size() + 1);
   const bool whole = gbk2utfa(gbk.data(), gbk.size(), utf8.data(), utf8.size()) == 0;
   utf8.resize(std::strlen(utf8.c_str()));
   return whole;
 }
 
-std::string utf8_to_gbk(std::string_view utf8) {
-  if (is_ascii(utf8)) return std::string(utf8);
+Gbk utf8_to_gbk(Utf8View text) {
+  std::string_view utf8 = text.bytes();
+  if (is_ascii(utf8)) return Gbk(std::string(utf8));
   Converter converter(kGbkCharset, kUtf8);
   std::string gbk(utf8.size(), '\0');  // no character takes more bytes in GBK than in UTF-8
   char* out = gbk.data();
@@ -102,7 +106,21 @@ std::string utf8_to_gbk(std::string_view utf8) {
     utf8.remove_prefix(1);
   }
   gbk.resize(gbk.size() - room);
-  return gbk;
+  return Gbk(std::move(gbk));
+}
+
+Utf8 shown(GbkView gbk) {
+  std::string utf8;
+  library_text_to_utf8(gbk, utf8);
+  return Utf8(std::move(utf8));
+}
+
+Utf8 shown(std::string_view bytes) {
+  return is_utf8(bytes) ? Utf8(std::string(bytes)) : shown(GbkView(bytes));
+}
+
+Gbk gbk_of(std::string_view bytes) {
+  return is_utf8(bytes) ? utf8_to_gbk(Utf8View(bytes)) : Gbk(clean_gbk(bytes));
 }
 
 bool preload_conversion() {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "util/text/charset.h"
 #include "util/text/text_buffer.h"
 
 /// iconv's name of the character set of the service's texts.
@@ -30,15 +31,23 @@ inline constexpr std::size_t kLargestGrowth = 3;
 /// Converts a text of a reader library whole, whatever it holds, into UTF-8 at `out`, which has
 /// room for kLargestGrowth times its length and the NUL: GBK as gbk2utfa does; a text that is no
 /// GBK as GB18030, with U+FFFD for each byte that begins no character. True when it was GBK.
-bool library_text_to_utf8(std::string_view text, TextBuffer out);
-bool library_text_to_utf8(std::string_view text, std::string& utf8);
+bool library_text_to_utf8(GbkView text, TextBuffer out);
+bool library_text_to_utf8(GbkView text, std::string& utf8);
 
 /// Sets `utf8` to the GBK text in UTF-8. False when it is no GBK to its end; `utf8` then holds what
 /// comes before the fault.
-bool gbk_to_utf8(std::string_view gbk, std::string& utf8);
+bool gbk_to_utf8(GbkView gbk, std::string& utf8);
 
 /// The UTF-8 text in GBK. What is not UTF-8, or has no character in GBK, becomes "?".
-std::string utf8_to_gbk(std::string_view utf8);
+Gbk utf8_to_gbk(Utf8View utf8);
+
+/// A text for the log, which is UTF-8: one in GBK, whatever it holds, and bytes of others, such as
+/// names of files, lines of settings and messages of the loader, which are UTF-8 when they can be,
+/// else GBK.
+Utf8 shown(GbkView gbk);
+Utf8 shown(std::string_view bytes);
+/// The same bytes of others in a text in GBK. What is GBK stays as it is.
+Gbk gbk_of(std::string_view bytes);
 
 /// Loads what the conversions need and keeps it for the life of the process; they then work also
 /// when no descriptor is free to open a file with. False when this system can't convert GBK.

@@ -9,6 +9,8 @@
 #include <new>
 #include <typeinfo>
 
+#include "util/text/conversion.h"
+
 std::string format_arguments(const char* format, std::va_list arguments) {
   char* printed = nullptr;
   const int length = vasprintf(&printed, format, arguments);
@@ -26,14 +28,14 @@ std::string format_text(const char* format, ...) {
   return text;
 }
 
-std::string current_exception_text(const char* format, const char* otherwise) {
+Gbk current_exception_text(GbkFormat format, GbkView otherwise) {
   const std::type_info* type = abi::__cxa_current_exception_type();
-  const char* name = type != nullptr ? type->name() : "?";
+  const Gbk name(type != nullptr ? type->name() : "?");
   try {
     throw;  // cppcheck-suppress rethrowNoCurrentException; only handlers call this
   } catch (const std::exception& error) {
-    return format_text(format, typeid(error).name(), error.what());
+    return format_gbk(format, Gbk(typeid(error).name()), gbk_of(error.what()));
   } catch (...) {
-    return otherwise != nullptr ? otherwise : format_text(format, name, "");
+    return !otherwise.empty() ? Gbk(otherwise) : format_gbk(format, name, Gbk());
   }
 }

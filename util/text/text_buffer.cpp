@@ -11,7 +11,7 @@ bool copy_text(TextBuffer out, std::string_view text) {
   return true;
 }
 
-bool fail_with(TextBuffer out, std::string_view text) {
-  if (out.size > 0) copy_text(out, clean_gbk(text, out.size - 1));
+bool fail_with(TextBuffer out, GbkView text) {
+  if (out.size > 0) copy_text(out, clean_gbk(text.bytes(), out.size - 1));
   return false;
 }

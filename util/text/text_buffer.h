@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "util/text/charset.h"
+
 /// A caller's buffer for a NUL-terminated text: where it begins and its size in bytes, the
 /// terminator included. Does not own the bytes.
 struct TextBuffer {
@@ -18,6 +20,6 @@ struct TextBuffer {
 /// fit.
 bool copy_text(TextBuffer out, std::string_view text);
 
-/// Copies the reason `text` (GBK) with a terminating NUL to `out`, cut at a whole character where
+/// Copies the reason `text` with a terminating NUL to `out`, cut at a whole character where
 /// it does not fit. Always false, the result of what has failed.
-bool fail_with(TextBuffer out, std::string_view text);
+bool fail_with(TextBuffer out, GbkView text);

@@ -1,13 +1,19 @@
 #include "readers/pcsc/pcsc.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 
 namespace {
 
 constexpr DWORD kOthersLimitMs = 1000;   // for a program that has the reader for itself
 constexpr DWORD kRemovalLimitMs = 1500;  // within which pcscd has noticed that a card is gone
+// Within which it has noticed one that has come.
+constexpr int kNoticeLooks = 20;
+constexpr std::chrono::milliseconds kNoticePause(50);
+constexpr int kCountShift = 16;  // to the number of cards that came and went, in a reader's flags
 
 struct Translation {
   LONG code;
@@ -72,6 +78,31 @@ Context::Context() {
 }
 
 std::vector<ReaderState> Context::readers() const {
+  std::vector<ReaderState> found = states();
+  if (states_are_true) return found;
+  for (ReaderState& reader : found)
+    if (!reader.card_usable()) reader = ask(reader);
+  return found;
+}
+
+ReaderState Context::ask(const ReaderState& reader) const {
+  SCARDHANDLE direct = 0;
+  DWORD protocol = 0;
+  if (SCardConnect(handle, reader.name.c_str(), SCARD_SHARE_DIRECT, 0, &direct, &protocol) !=
+      SCARD_S_SUCCESS)
+    return reader;
+  SCardDisconnect(direct, SCARD_RESET_CARD);
+  // A card that pcscd has not noticed by itself, and counted, could go without its notice too.
+  const DWORD count = reader.flags >> kCountShift;
+  for (int looks = 0;; ++looks) {
+    const ReaderState now = wait_for_change({reader.name, SCARD_STATE_UNAWARE, {}}, 0);
+    if (!now.card_usable() || now.flags >> kCountShift != count || looks == kNoticeLooks)
+      return now;
+    std::this_thread::sleep_for(kNoticePause);
+  }
+}
+
+std::vector<ReaderState> Context::states() const {
   std::string names;
   DWORD size = 0;
   LONG result = SCardListReaders(handle, nullptr, nullptr, &size);
@@ -131,7 +162,7 @@ Card::Card(const Context& pcscd, ReaderState reader_state)
 
 Card::~Card() {
   SCardEndTransaction(handle, SCARD_LEAVE_CARD);
-  SCardDisconnect(handle, SCARD_LEAVE_CARD);
+  SCardDisconnect(handle, disposition);
 }
 
 /// The transaction keeps other programs from selecting something else in between.
@@ -158,11 +189,14 @@ std::string Card::transmit(std::string_view command) {
   check(result, "SCardTransmit");
   // A card that is pulled while it answers: pcscd reports success with what has come so far.
   if (size < kStatusSize) give_up();
+  context.trust_states();
   answer.resize(size);
   return answer;
 }
 
-void Card::give_up() const {
-  const ReaderState now = context.wait_for_change(reader, kRemovalLimitMs);
-  throw Failure(now.card_present() ? failures::kUnreadable : failures::kCardRemoved);
+void Card::give_up() {
+  if (!context.wait_for_change(reader, kRemovalLimitMs).card_present())
+    throw Failure(failures::kCardRemoved);
+  disposition = SCARD_RESET_CARD;
+  throw Failure(failures::kUnreadable);
 }

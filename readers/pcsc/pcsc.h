@@ -37,6 +37,7 @@ struct ReaderState {
   std::string atr;
 
   bool card_present() const { return (flags & SCARD_STATE_PRESENT) != 0; }
+  bool card_usable() const { return card_present() && (flags & SCARD_STATE_MUTE) == 0; }
 };
 
 /// A connection to pcscd.
@@ -47,8 +48,13 @@ class Context {
   Context& operator=(const Context&) = delete;
   ~Context() { SCardReleaseContext(handle); }
 
-  /// All readers as they are now; none is no failure.
+  /// All readers as they are now; none is no failure. When a program ends while a card owes it an
+  /// answer, pcscd may from then on hold an empty reader for one with a mute card, or miss the next
+  /// card. So until a card has answered on this connection, readers that are said to be empty or to
+  /// have a mute card are asked themselves.
   std::vector<ReaderState> readers() const;
+  /// Notes that a card has answered.
+  void trust_states() const { states_are_true = true; }
   /// Waits until a reader has been plugged in, at most `limit_ms`.
   void wait_for_reader(DWORD limit_ms) const;
   /// Waits until the reader's state is another than this one, at most `limit_ms`, and returns it.
@@ -57,11 +63,15 @@ class Context {
   SCARDCONTEXT raw() const { return handle; }
 
  private:
+  std::vector<ReaderState> states() const;
+  ReaderState ask(const ReaderState& reader) const;
+
   SCARDCONTEXT handle = 0;
+  mutable bool states_are_true = false;
 };
 
 /// A card that nobody else can talk to as long as the object lives. Leaves the card powered and as
-/// it is.
+/// it is; one that has stopped answering is reset, by which pcscd also notices that it has gone.
 class Card {
  public:
   /// Connects. Throws Failure (reader_in_use, card_mute) besides.
@@ -74,7 +84,7 @@ class Card {
   /// unreadable) when the card ends in it.
   std::string transmit(std::string_view command);
   /// Ends with the failure that fits a card which has stopped answering: removed or unreadable.
-  [[noreturn]] void give_up() const;
+  [[noreturn]] void give_up();
 
   /// Whether the transport carries either data or an expected length in a command, not both.
   bool is_t0() const { return protocol == SCARD_PROTOCOL_T0; }
@@ -86,4 +96,5 @@ class Card {
   const ReaderState reader;
   SCARDHANDLE handle = 0;
   DWORD protocol = 0;
+  DWORD disposition = SCARD_LEAVE_CARD;
 };

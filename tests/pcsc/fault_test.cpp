@@ -78,7 +78,8 @@ struct OtherProgram {
     SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context);
     EXPECT_EQ(SCARD_S_SUCCESS,
               SCardConnect(context, "Virtual PCD 00 00", share,
-                           SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1, &card, &protocol));
+                           share == SCARD_SHARE_DIRECT ? 0 : SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1,
+                           &card, &protocol));
   }
   OtherProgram(const OtherProgram&) = delete;
   OtherProgram& operator=(const OtherProgram&) = delete;
@@ -86,6 +87,8 @@ struct OtherProgram {
     SCardDisconnect(card, SCARD_LEAVE_CARD);
     SCardReleaseContext(context);
   }
+  /// Ends as a program does that is killed with a command in hand: pcscd then resets the card.
+  void die() const { SCardDisconnect(card, SCARD_RESET_CARD); }
   void reset_card() {
     EXPECT_EQ(SCARD_S_SUCCESS,
               SCardReconnect(card, SCARD_SHARE_SHARED, protocol, SCARD_RESET_CARD, &protocol));
@@ -194,6 +197,8 @@ TEST_F(FaultTest, ResetCardIsReadOnceMoreAndRefusalsAreNamed) {
     SCOPED_TRACE(row.function);
     start_pcscd();  // so that the library needs a new context
     insert(kT1Atr, good);
+    // From then on the library believes pcscd, and does not ask empty readers.
+    expect_reply(kGoodReply, library.call("readcardbas"));
     if (row.function == std::string("SCardEstablishContext")) start_pcscd();
     int times = row.times;
     before_pcsc = [&](std::string_view function) {
@@ -203,6 +208,27 @@ TEST_F(FaultTest, ResetCardIsReadOnceMoreAndRefusalsAreNamed) {
     before_pcsc = nullptr;
     expect_next_read_succeeds();
   }
+}
+
+// Each time the card goes between two of pcscd's looks at it, of which there is one every 0.4 s.
+TEST_F(FaultTest, CardThatPcscdMissesIsFoundAndOneThatItHasInventedIsNot) {
+  const auto answers = [this](const std::string& command) { return good.answer(command); };
+  insert(kT1Atr, good);
+  const OtherProgram missing(SCARD_SHARE_SHARED);
+  inserted.reset();
+  missing.die();
+  inserted.emplace(kT1Atr, answers);
+  library.functions();  // a connection to pcscd on which no card has answered
+  wait_for_card();
+  expect_reply(kGoodReply, library.call("readcardbas"));
+
+  pull();
+  inserted.emplace(kT1Atr, answers);
+  const OtherProgram inventing(SCARD_SHARE_DIRECT);
+  inventing.die();
+  inserted.reset();
+  library.call("readcardbas");
+  pull();
 }
 
 TEST_F(FaultTest, PcscdMayBeAbsentRestartedAndStopped) {
@@ -215,11 +241,11 @@ TEST_F(FaultTest, PcscdMayBeAbsentRestartedAndStopped) {
   expect_next_read_succeeds();
 
   insert(kT1Atr, good);
+  pcscd->stop();
   std::thread waker([this] {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     pcscd->signal(SIGCONT);
   });
-  pcscd->signal(SIGSTOP);
   expect_reply(kGoodReply, library.call("readcardbas"));
   waker.join();
 

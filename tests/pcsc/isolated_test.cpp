@@ -62,7 +62,7 @@ TEST_F(IsolatedPcscTest, MuteCardAndStoppedPcscdCostOneReplyEach) {
   insert(kT1Atr, good);
   EXPECT_EQ(kReply, ask(kRequest));
 
-  pcscd->signal(SIGSTOP);
+  pcscd->stop();
   EXPECT_EQ(timed_out, ask(kRequest));
   pcscd->signal(SIGCONT);
   EXPECT_EQ(kReply, ask(kRequest));

@@ -109,7 +109,9 @@ void CardReader::start_pcscd() {
 
 void CardReader::wait_for_card(const std::string& present) const {
   const std::string text = "00 00\",\"present\":\"" + present + "\"";
-  ASSERT_TRUE(eventually([&] { return readers().find(text) != std::string::npos; })) << readers();
+  ASSERT_TRUE(eventually([&] { return readers().find(text) != std::string::npos; }, kPatience,
+                         std::chrono::milliseconds(10)))
+      << readers();
 }
 
 void CardReader::insert(const std::string& atr, VirtualCard::Answers answers) {

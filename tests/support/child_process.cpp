@@ -58,6 +58,11 @@ void ChildProcess::signal(int number) const {
   if (process != 0) ::kill(process, number);
 }
 
+void ChildProcess::stop() const {
+  signal(SIGSTOP);
+  waitpid(process, nullptr, WUNTRACED);
+}
+
 std::optional<int> ChildProcess::exit_status() {
   int raw = 0;
   if (process != 0 && waitpid(process, &raw, WNOHANG) == process) {

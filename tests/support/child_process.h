@@ -37,6 +37,9 @@ class ChildProcess {
   /// Sends a signal; does nothing once the process has been collected.
   void signal(int number) const;
 
+  /// Sends SIGSTOP to the running process and waits until all its threads have stopped.
+  void stop() const;
+
   /// The exit status, or 128 plus the number of the signal that ended the process; nothing while
   /// it runs. May be asked again afterwards.
   std::optional<int> exit_status();

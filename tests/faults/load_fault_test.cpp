@@ -60,7 +60,7 @@ TEST_F(LoadFaultTest, FloodOfConfigChecksOneAddressBetweenOtherRequests) {
   start();
   std::vector<WsClient> clients;
   while (clients.size() < kClients) clients.push_back(connect());
-  daemon->process().signal(SIGSTOP);  // so that it finds all requests at once
+  daemon->process().stop();  // so that it finds all requests at once
   for (WsClient& client : clients) client.send(R"({"fid":"config","ip":"127.0.0.1","port":1})");
   daemon->process().signal(SIGCONT);
   size_t busy = 0;

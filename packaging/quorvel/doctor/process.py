@@ -8,8 +8,7 @@ from pathlib import Path
 from typing import NamedTuple, Optional
 
 from quorvel.doctor.machine import user_name
-
-LISTENING = "0A"
+from quorvel.listening import listening_sockets
 
 
 class Process(NamedTuple):
@@ -108,15 +107,8 @@ def name_of(number):
 
 def listeners(port):
     """Returns a Listener for each socket that listens on the TCP port."""
-    sockets = []
-    for table in ("/proc/net/tcp", "/proc/net/tcp6"):
-        if not os.path.exists(table):
-            continue
-        for line in Path(table).read_text(encoding="ascii").splitlines()[1:]:
-            fields = line.split()
-            address, _colon, at = fields[1].partition(":")
-            if fields[3] == LISTENING and int(at, 16) == port:
-                sockets.append((address_of(address), int(fields[7]), fields[9]))
+    sockets = [(address_of(address), user, inode)
+               for address, at, user, inode in listening_sockets() if at == port]
     known = owners({inode for _address, _user, inode in sockets})
     return [Listener(address, user, known.get(inode), name_of(known[inode]) if inode in known else "")
             for address, user, inode in sockets]

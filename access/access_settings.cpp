@@ -97,9 +97,7 @@ std::vector<AllowedSite> read_sites(const ServiceIni& ini, Found& found) {
     if (site)
       sites.push_back({value, *site, read_functions(ini, found, number)});
     else
-      report(ini, kOrigin, number, value,
-             "no origin, and admits nobody; write it as the browser sends it, such as "
-             "https://portal.example.org:8443 or https://*.example.org, without blanks and path");
+      report(ini, kOrigin, number, value, kNoOrigin);
   }
   for (const auto& [number, value] : found.values[kFunctions])
     if (origins.count(number) == 0)
@@ -126,6 +124,10 @@ const KnownKeys& access_keys() {
                                  {kSection, kListen, 0}};
   return keys;
 }
+
+const char* const kNoOrigin = translatable(
+    "no origin, and admits nobody; write it as the browser sends it, such as "
+    "https://portal.example.org:8443 or https://*.example.org, without blanks and path");
 
 AccessRules read_access(const ServiceIni& ini, int port) {
   AccessRules rules;

@@ -3,6 +3,9 @@
 #include "access/access_rules.h"
 #include "config/service_ini.h"
 
+/// Why a value is no originN of the section [ACCESS], and the cure; English, to be translated.
+extern const char* const kNoOrigin;
+
 /// The section [ACCESS] of the service INI file, for a service that listens on `port`. What is
 /// written wrongly there is named in the log, with the cure, and never opens what it may have been
 /// meant to close.

@@ -16,7 +16,6 @@ NUMBERS = range(1, 51)
 # The service reads a line in pieces of at most this many bytes, each of which is a line to it.
 LONGEST_LINE = 254
 PIECE = re.compile(rb"[^\n]{0,254}\n|[^\n]{1,255}")
-NUMBERED = re.compile(ORIGIN + rb"([1-9][0-9]?)")
 
 
 def text_of(piece):
@@ -34,11 +33,12 @@ def is_header(line, section):
 class AccessSection:
     """One file's content; `content` gives it back, with what was entered and removed.
 
-    `normal` turns an originN's value into the one spelling of its origin.
+    `spellings` holds the one spelling of an origin by values that have others of it, `meant` the
+    origin by values that are none but would be in the manner of the file.
     """
 
-    def __init__(self, content, normal):
-        self._normal = normal
+    def __init__(self, content):
+        self.spellings, self.meant = {}, {}
         self._pieces = PIECE.findall(content)
         self._line_end = b"\r\n" if b"\r\n" in content.partition(b"\n")[0] + b"\n" else b"\n"
 
@@ -48,20 +48,21 @@ class AccessSection:
 
     def origins(self):
         """Returns {origin: value of functionsN or None}, in the order of N."""
-        values = {key: self._value(places[-1]) for key, places in self._places().items()}
-        numbers = sorted(int(match[1]) for match in map(NUMBERED.fullmatch, values) if match)
-        return {self._normal(values[ORIGIN + b"%d" % number]): values.get(FUNCTIONS + b"%d" % number)
-                for number in numbers if number in NUMBERS}
+        functions = self._values(FUNCTIONS)
+        return {self.spellings.get(value, value): functions.get(number)
+                for number, value in self._values(ORIGIN).items()}
 
     def enter(self, origin, functions=None):
-        """Enters the origin if it is missing, and sets its functions unless they are None.
+        """Enters the origin if it is missing, in place of what was meant to be it, and sets its
+        functions unless they are None.
 
         Throws ValueError when there is no room.
         """
-        numbers = self._numbers_of(origin)
-        if not numbers:
-            numbers = [self._free_number()]
-            self._set(ORIGIN + b"%d" % numbers[0], origin)
+        numbers = self._numbers_of(origin) or [self._free_number()]
+        values = self._values(ORIGIN)
+        for number in numbers:
+            if number not in values or values[number] in self.meant:
+                self._set(ORIGIN + b"%d" % number, origin)
         for number in numbers if functions is not None else ():
             self._set(FUNCTIONS + b"%d" % number, functions, behind=ORIGIN + b"%d" % number)
 
@@ -102,10 +103,15 @@ class AccessSection:
             place += 1
         return place + 1
 
-    def _numbers_of(self, origin):
+    def _values(self, key):
+        """Returns {N: value of keyN}, in the order of N."""
         places = self._places()
-        return [number for number in NUMBERS for key in [ORIGIN + b"%d" % number]
-                if key in places and self._normal(self._value(places[key][-1])) == origin]
+        return {number: self._value(places[key + b"%d" % number][-1]) for number in NUMBERS
+                if key + b"%d" % number in places}
+
+    def _numbers_of(self, origin):
+        return [number for number, value in self._values(ORIGIN).items()
+                if origin in (value, self.spellings.get(value), self.meant.get(value))]
 
     def _free_number(self):
         taken = self._places().keys()

@@ -69,7 +69,8 @@ class Policies:
     def entered(self):
         """Returns the sites, in the browser's spelling, that stand in every list."""
         lists = list(self._lists(self.document, self._template))
-        return [name for name in lists[0] if all(name in names for names in lists)]
+        return [name for name in lists[0]
+                if isinstance(name, str) and all(name in names for names in lists)]
 
     def write(self):
         """Leaves a file alone that holds the same, and removes it when nothing is left."""

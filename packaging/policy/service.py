@@ -4,7 +4,7 @@ import stat
 
 from policy.access_section import AccessSection
 from policy.files import file_below, replace_file
-from policy.sites import PolicyError, parse_site
+from policy.sites import PolicyError, Site, find_sites, judge
 from quorvel.language import _
 
 NAME = "quorvel_service.ini"
@@ -12,12 +12,9 @@ NAME = "quorvel_service.ini"
 ENCODING = "gbk"
 
 
-def origin_of(value):
-    """The one spelling of a value's origin; a value that is no site is its own."""
-    try:
-        return parse_site(value.decode("ascii")).origin.encode("ascii")
-    except (PolicyError, UnicodeDecodeError):
-        return value
+def spellings(sites):
+    return {value: site.origin.encode("ascii") for value, site in sites.items()
+            if isinstance(site, Site)}
 
 
 class ServiceFile:
@@ -30,13 +27,30 @@ class ServiceFile:
         self.path = file_below(root, str(folder / NAME).lstrip("/"))
         self.there = self.path.exists()
         self._before = self.path.read_bytes() if self.there else b""
-        self._section = AccessSection(self._before, origin_of)
+        self._section = AccessSection(self._before)
+        judged = judge(self._section.origins())
+        self._faults = {value: fault for value, fault in judged.items()
+                        if not isinstance(fault, Site)}
+        meant = find_sites([value.decode("ascii", "replace") for value in self._faults])
+        self._section.spellings = spellings(judged)
+        self._section.meant = spellings(dict(zip(self._faults, meant)))
+
+    @property
+    def limits(self):
+        """Whether the service refuses pages: also when what stands there as an origin is none."""
+        return bool(self._section.origins())
 
     def sites(self):
-        """Returns {origin: names of functions, or None for all}; empty when every page may."""
+        """Returns {origin: names of functions, or None for all}."""
         return {origin.decode(ENCODING, "replace"):
                 None if functions is None else functions.decode(ENCODING, "replace")
-                for origin, functions in self._section.origins().items()}
+                for origin, functions in self._section.origins().items()
+                if origin not in self._faults}
+
+    def faults(self):
+        """Returns what is wrong with each value that is no origin, and the cure."""
+        return [f"{value.decode(ENCODING, 'replace')}: {self._faults[value]}"
+                for value in self._section.origins() if value in self._faults]
 
     def enter(self, sites, functions):
         """Leaves the functions of a site as they are when None are named."""

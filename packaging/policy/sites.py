@@ -1,17 +1,17 @@
-"""Web sites, and the functions of the service that their pages may call."""
+"""Web sites, and the functions of the service that their pages may call.
 
-import ipaddress
+What a site is, the service's own code says: this asks the program beside the service for it.
+"""
+
+import json
 import re
+import subprocess
+from pathlib import Path
 from typing import NamedTuple
 
 from quorvel.language import _
 
-# A host, with "[*.]" or "*." in front for all names below it, and a port.
-SITE = re.compile(r"(?:(https?)://)?(\[\*\.\]|\*\.)?([a-z0-9.-]+)(?::([0-9]{1,5}))?/?")
-HOST_LABEL = re.compile(r"[a-z0-9](?:[a-z0-9-]{0,61}[a-z0-9])?")
-LONGEST_HOST = 253
-LARGEST_PORT = 65535
-DEFAULT_PORTS = {"https": 443, "http": 80}
+PROGRAM = Path(__file__).resolve().parents[2] / "bin" / "quorvel-settings"
 # What would be no name in a line of the service INI file is left out.
 NAME = r"[^\s\x00-\x1f,\[\]]+"
 FUNCTIONS = re.compile(rf"{NAME}(?:[ ,]+{NAME})*")
@@ -22,11 +22,19 @@ class PolicyError(Exception):
 
 
 class Site(NamedTuple):
-    """A site in the spelling of each that asks for it."""
+    """A site by its origin, as the service spells it."""
 
-    origin: str   # the service's
-    pattern: str  # the Chromium family's
-    domain: str   # Firefox's
+    origin: str
+
+    @property
+    def pattern(self):
+        """The spelling of the Chromium family."""
+        return self.origin.replace("://*.", "://[*.]")
+
+    @property
+    def domain(self):
+        """Firefox's."""
+        return re.sub(r":\d+$", "", self.origin.partition("://")[2])
 
     @property
     def in_browsers(self):
@@ -34,38 +42,42 @@ class Site(NamedTuple):
         return self.origin.startswith("https:")
 
 
-def is_host(host, with_names_below):
-    """Tells whether a browser can ever see the host: a DNS name, or an IPv4 address by itself."""
-    labels = host.split(".")
-    if len(host) > LONGEST_HOST or not all(HOST_LABEL.fullmatch(label) for label in labels):
-        return False
-    if not labels[-1].isdigit():
-        return True
+def judge(values):
+    """Returns {value: Site, or what is wrong with it as the value of an originN}, of bytes."""
+    values = list(dict.fromkeys(values))
+    if not values:
+        return {}
+    outcome = subprocess.run([PROGRAM, "--sites", *values], stdin=subprocess.DEVNULL,
+                             stdout=subprocess.PIPE, check=False)
     try:
-        ipaddress.IPv4Address(host)
+        answers = json.loads(outcome.stdout)["sites"]
     except ValueError:
-        return False
-    return not with_names_below
+        raise PolicyError(_("{program} gives no answer; install the service again").format(
+            program=PROGRAM))
+    return {value: Site(answer["origin"]) if "origin" in answer else answer["fault"]
+            for value, answer in zip(values, answers)}
 
 
-def parse_site(text):
-    match = SITE.fullmatch(text.lower())
-    if not match:
-        raise PolicyError(_("{text}: not a site; write https://host, https://host:port or "
-                            "https://[*.]domain, without a path").format(text=text))
-    scheme, below, host, port = match.groups()
-    if not is_host(host, below):
-        raise PolicyError(_("{text}: {host} is not the name of a host or an IPv4 address").format(
-            text=text, host=host))
-    if port and not 1 <= int(port) <= LARGEST_PORT:
-        raise PolicyError(_("{text}: a port is a number from 1 to {largest}").format(
-            text=text, largest=LARGEST_PORT))
-    scheme = scheme or "https"
-    port_text = f":{int(port)}" if port else ""
-    origin_port = "" if port and int(port) == DEFAULT_PORTS[scheme] else port_text
-    return Site(f"{scheme}://{'*.' if below else ''}{host}{origin_port}",
-                f"{scheme}://{'[*.]' if below else ''}{host}{port_text}",
-                f"*.{host}" if below else host)
+def as_value(text):
+    """A site as people and browsers' lists write it, in the manner of the service INI file."""
+    text = text.replace("[*.]", "*.", 1).removesuffix("/")
+    text = text if "://" in text else f"https://{text}"
+    return text.encode("utf-8", "replace").replace(b"\0", b" ")
+
+
+def find_sites(texts):
+    """Returns a Site, or what is wrong, for each text."""
+    judged = judge(map(as_value, texts))
+    return [judged[as_value(text)] for text in texts]
+
+
+def parse_sites(texts):
+    """Returns the Sites. Throws PolicyError for a text that is none."""
+    sites = find_sites(texts)
+    for text, site in zip(texts, sites):
+        if not isinstance(site, Site):
+            raise PolicyError(f"{text}: {site}")
+    return sites
 
 
 def parse_functions(text):

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """quorvel-doctor on a copy of the installed service. Usage: doctor_test.py STAGE READERS"""
 
+import http.client
 import json
 import os
 import shutil
@@ -28,6 +29,31 @@ from quorvel.doctor.redaction import redact
 INI = "bin/quorvel_service.ini"
 UNIT = {"LoadState": "loaded", "ActiveState": "active", "SubState": "running", "UnitFileState": "enabled",
         "NRestarts": "0", "MainPID": "1", "NeedDaemonReload": "no", "InvocationID": "1"}
+
+
+# What may stand in an originN, each for a host of its own, and the one spelling of it.
+SITES = (
+    ("https://{}", "https://{}"), ("http://{}", "http://{}"), ("HTTPS://{}", "https://{}"), ("https://{}:443", "https://{}"),
+    ("http://{}:80", "http://{}"), ("https://{}:80", "https://{}:80"), ("http://{}:443", "http://{}:443"),
+    ("https://{}:1", "https://{}:1"), ("https://{}:65535", "https://{}:65535"), ("https://*.{}", "https://*.{}"),
+    ("https://*.{}:8443", "https://*.{}:8443"), ("http://*.{}:80", "http://*.{}"), ("https://X-1.{}", "https://x-1.{}"),
+    ("https://-x.{}", "https://-x.{}"), ("https://x_y.{}", "https://x_y.{}"), ("https://1.{}", "https://1.{}"),
+    ("https://xn--fiqs8s.{}", "https://xn--fiqs8s.{}"), (f"https://{'x' * 63}.{{}}", f"https://{'x' * 63}.{{}}"),
+    ("https://host", "https://host"), ("https://1.2.3.4:1", "https://1.2.3.4:1"), ("https://[0::2]", "https://[::2]"),
+    ("https://[::A]:8443", "https://[::a]:8443"), ("chrome-extension://abcdefgh", "chrome-extension://abcdefgh"))
+# What may not, each as if for pages of https://{}.
+NO_SITES = (
+    "", "*", "null", "{}", "//{}", "https:{}", "https:/{}", "https://", "https://*", "https://{}/", "https://{}/path", "https://{}?",
+    "https://{}#", "https://{}\\", " https://{}", "https://{} ", "https://{}\t", "https:// {}", "https://{}:", "https://{}:0", "https://{}:0443",
+    "https://{}:65536", "https://{}:443x", "https://{}:-1", "https://{}:+443", "https://{}:443:443", "https://u@{}", "https://{}.", "https://.{}",
+    "https://a..{}", "https://[*.]{}", "https://*.*.{}", "https://a*.{}", "https://*{}", "ftp://{}", "wss://{}", "https://{},https://a",
+    "https://é.{}", "https://%41.{}", f"https://{'x' * 64}.{{}}", "https://[::g]", "https://[::1", "https://::1", "https://1.2.3",
+    "https://1.2.3.256", "https://*.1.2.3.4", "https://*.[::1]")
+
+
+def for_hosts(rows):
+    """The rows, each with a host of its own."""
+    return [[text.format(f"h{number}.example") for text in row] for number, row in enumerate(rows)]
 
 
 def free_port():
@@ -108,6 +134,52 @@ class DoctorTest(unittest.TestCase):
         _status, findings = self.examine("--site", "https://other.example.org", "--site", "no site")
         self.expect(findings, "browsers.access", FAULT, "quorvel-policy https://other.example.org")
         self.expect(findings, "browsers.site", FAULT, "no site")
+
+    def sites(self, texts):
+        result = subprocess.run([self.stage / "bin/quorvel-settings", "--sites", *texts], stdout=subprocess.PIPE, check=False)
+        return result.returncode, [site.get("origin") for site in json.loads(result.stdout)["sites"]]
+
+    def admits(self, origin):
+        page = http.client.HTTPConnection("127.0.0.1", self.port)
+        page.request("GET", "/", headers={"Upgrade": "websocket", "Connection": "Upgrade", "Origin": origin, "Sec-WebSocket-Version": "13",
+                                          "Sec-WebSocket-Key": "AAAAAAAAAAAAAAAAAAAAAA==", "Sec-WebSocket-Protocol": "ws"})
+        self.addCleanup(page.close)
+        return {101: True, 403: False}[page.getresponse().status]
+
+    def test_policy_and_service_take_the_same_for_a_site(self):
+        rows = for_hosts(SITES)
+        self.assertEqual(self.sites(text for text, _origin in rows), (0, [origin for _text, origin in rows]))
+        lines = [f"origin{number}={text}\n" for number, (text, _origin) in enumerate(rows, 1)]
+        self.write_ini("lib1=libquorveldemo.so", "".join(lines) + "origin50=https://portal.example/\n")
+        policy = [self.stage / "bin/quorvel-policy", "--root", self.folder]
+        told = [subprocess.run([*policy, *site], capture_output=True, text=True, check=True).stderr
+                for site in ((), ("https://portal.example/",))]
+        self.assertIn("https://portal.example/: no origin", told[0])
+        self.assertEqual(told[1], "")
+        self.start()
+        for origin in [origin for _text, origin in rows] + ["https://portal.example"]:
+            self.assertTrue(self.admits(origin.replace("*", "x")), origin)
+        self.assertFalse(self.admits("https://portal.example:1"))
+
+    def test_neither_takes_anything_else(self):
+        rows = for_hosts((text, "https://{}") for text in NO_SITES)
+        self.assertEqual(self.sites(text for text, _page in rows), (1, [None] * len(rows)))
+        self.write_ini("lib1=libquorveldemo.so", "".join(f"origin{number}={text}\n" for number, (text, _page) in enumerate(rows, 1)))
+        self.start()
+        for text, page in rows:
+            self.assertFalse(self.admits(page), text)
+
+    def test_the_wait_at_the_start_ends_with_a_refusal_by_http_and_not_with_other_words(self):
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            server.settimeout(30)
+            wait = subprocess.Popen([self.stage / "libexec/await-answer"], env={"MAINPID": str(os.getpid())})
+            self.addCleanup(wait.kill)
+            for words in (b"SSH-2.0-x 403 x\r\n", b"HTTP/1.1 403 Forbidden\r\n\r\n"):
+                self.assertIsNone(wait.poll())
+                with server.accept()[0] as connection:
+                    connection.recv(1000)
+                    connection.sendall(words)
+            self.assertEqual(wait.wait(), 0)
 
     def test_each_fault_of_files_is_named_with_its_cure(self):
         (self.stage / "bin/broken.so").write_text("no library" * 100)

@@ -3,7 +3,7 @@
 import shutil
 
 from policy.browsers import PREFERENCE, read_policies
-from policy.sites import PolicyError, parse_site
+from policy.sites import PolicyError, parse_sites
 
 from quorvel.doctor.answers import STATUS_REQUEST, ask
 from quorvel.doctor.findings import FAULT, OK, UNCHECKED, WARNING, Finding
@@ -92,7 +92,7 @@ def check_handshake(visit, site):
 
 def check_site(visit, text):
     try:
-        site = parse_site(text)
+        site, = parse_sites([text])
     except PolicyError as error:
         yield Finding("browsers.site", FAULT, str(error))
         return

@@ -378,8 +378,9 @@ export class Quorvel extends EventTarget {
   /** Leaves the connection: nothing that still arrives on it counts. */
   #drop() {
     this.#stopWaiting();
-    this.#socket?.close();
+    const socket = this.#socket;
     this.#socket = null;
     this.#inHand = null;
+    socket?.close();
   }
 }

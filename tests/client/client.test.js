@@ -18,9 +18,11 @@ const CARDS = `\n[brief]\nname=brief\nkind=3\ndelay_ms=${DELAYS_MS.brief}\n`;
 const NAMES = {zhangsan: '张三', lisi: '李四'};
 const NO_CARD = {result: 'false', errcode: '1002', errmsg: '未检测到卡片，请放好卡片后重试。'};
 const FUNCTIONS = {
-  cardpresent({data: {person} = {}}) {
+  cardpresent({platform, data: {person} = {}, ...others}) {
+    assert.ok(platform && !('FID' in others));
     return person === 'noreader' ? NO_CARD : {fid: 'cardpresent', data: {present: String(person !== 'nocard')}};
   },
+  'quorvel.own': {},
   async readcardbas({data: {person = 'zhangsan'}}) {
     if (person === 'nocard') return NO_CARD;
     if (person in DELAYS_MS) await sleep(DELAYS_MS[person]);
@@ -104,13 +106,17 @@ for (const [name, start] of [['the installed service', installed], ['the mock', 
         [`{"fid":"cardpresent"}${' '.repeat(102_400 - 21)}`, failure('请求内容过长！')],
         ['{"fid":"cardpresent"}', PRESENT], ['{"FID":"CardPresent","fid":"x"}', PRESENT],
         ['{"fid":"NoSuch"}', failure('不支持该功能.', {fid: 'NoSuch'})],
+        ['{"fid":"quorvel.own"}', failure('不支持该功能.', {fid: 'quorvel.own'})],
+        [`{"fid":"${'卡'.repeat(34)}"}`, failure('服务名过长！')],
         ['{"fid":"GetConfig"}', failure('不支持该功能.', {fid: 'GetConfig'})],
         ['{"fid":"Quorvel.Status"}', failure('不支持该功能.', {fid: 'Quorvel.Status'})],
         ['{"fid":"getconfig"}', {result: 'true', ip: '192.168.100.100', port: '47392'}],
         [config({port: 80}), NO_ADDRESS], [config({ip: 7, port: 80}), NO_ADDRESS],
         [config({ip: '1'.repeat(40), port: 80}), NO_ADDRESS], [config({ip: '[1]', port: 80}), NO_ADDRESS],
         [config({ip: '127.0.0.1', port: '80'}), NO_PORT], [config({ip: '127.0.0.1', port: 0.5}), NO_PORT],
+        [config({ip: '1\t', port: 80}), NO_ADDRESS],
         [config({ip: 'localhost', port: 80}), failure('请检网络-连接localhost:80  失败！')],
+        [config({ip: 'localhost', port: reachable.port}), failure(`请检网络-连接localhost:${reachable.port}失败！`)],
         [config({ip: '127.0.0.1', port: closed}), failure(`请检网络-连接127.0.0.1:${closed}失败！`)],
         [config({IP: '127.0.0.1', port: reachable.port + 0.5}), {result: 'true'}],
         ['{"fid":"getconfig"}', {result: 'true', ip: '127.0.0.1', port: String(reachable.port)}],
@@ -142,9 +148,11 @@ for (const [name, start] of [['the installed service', installed], ['the mock', 
 
     it('tells how far a call has come', async () => {
       const seen = [];
+      await q.connect();
       await Promise.all([
         q.call(...read('slow')),
         q.call(...read('lisi'), {onProgress: (progress) => { seen.push(progress); }}),
+        assert.rejects(q.call('getconfig', {}, {timeout: 100}), {kind: 'timeout', sent: false, message: /^Not sent/}),
       ]);
       assert.deepEqual(seen.at(0), {sent: false, ahead: 1, seconds: 0});
       assert.ok(seen.some(({sent, ahead, seconds}) => !sent && ahead === 1 && seconds >= 2), JSON.stringify(seen));
@@ -160,7 +168,7 @@ for (const [name, start] of [['the installed service', installed], ['the mock', 
         const stop = new AbortController();
         const onProgress = ({sent}) => { polls += sent; };
         const waiting = assert.rejects(wait('nocard', {signal: stop.signal, onProgress}), {kind: 'aborted'});
-        await sleep(100);
+        await assert.rejects(wait('nocard', {signal: AbortSignal.timeout(100), onProgress}), {kind: 'aborted'});
         assert.equal(polls, 0);
         page.hidden = false;
         page.dispatchEvent(new Event('visibilitychange'));
@@ -192,9 +200,10 @@ for (const [name, start] of [['the installed service', installed], ['the mock', 
       await q.connect();
       service.hang(true);
       await assert.rejects(q.call('cardpresent', {}, {timeout: 200}), {kind: 'timeout', sent: true});
+      const patient = other.connect({timeout: 0});
       await assert.rejects(other.connect({timeout: 200}), {kind: 'timeout', sent: false});
       service.hang(false);
-      await other.connect();
+      await patient;
       assert.equal((await q.call('getconfig')).fid, undefined);
     });
 

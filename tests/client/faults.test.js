@@ -5,6 +5,7 @@ import {once} from 'node:events';
 import net from 'node:net';
 import {after, afterEach, before, it} from 'node:test';
 import {WebSocket, WebSocketServer} from 'ws';
+import {QuorvelMock} from '../../client/mock.js';
 import {Quorvel} from '../../client/quorvel.js';
 
 const GOOD = '{"result":"true"}';
@@ -29,6 +30,27 @@ function script(answers, options = {}) {
   q = new Quorvel({url: `ws://127.0.0.1:${server.address().port}`, WebSocket, ...options});
 }
 
+// Comes first: connections of other cases that still end would set timers of their own.
+it('tries again after pauses that double up to a limit, and anew once it was connected', async () => {
+  const {setTimeout} = globalThis;
+  const pauses = [];
+  globalThis.setTimeout = (act, ms) => { pauses.push(ms); return setTimeout(act, ms > 10_000 ? ms : 0); };
+  try {
+    const mock = new QuorvelMock();
+    mock.running = false;
+    q = new Quorvel({WebSocket: mock.WebSocket});
+    await assert.rejects(q.connect({timeout: 2 ** 40}), {kind: 'unavailable'});
+    while (pauses.length < 8) await once(q, 'statechange');
+    mock.running = true;
+    while (q.state !== 'open') await once(q, 'statechange');
+    mock.drop();
+    const longestTimer = 2 ** 31 - 1;
+    assert.deepEqual(pauses, [longestTimer, 500, 1000, 2000, 4000, 8000, 10_000, 10_000, 500]);
+  } finally {
+    globalThis.setTimeout = setTimeout;
+  }
+});
+
 it('refuses an address that no WebSocket can have, and names it', () => {
   for (const url of ['http://127.0.0.1', '127.0.0.1:47392', '', 'ws://127.0.0.1/#a', 5]) {
     assert.throws(() => new Quorvel({url, WebSocket}), {name: 'TypeError', message: new RegExp(`url.*: ${url}$`)});
@@ -48,20 +70,76 @@ it('never sends a call that ended in the queue, and leaves a connection whose re
     assert.rejects(q.call('expired', {}, {timeout: 150}), {kind: 'timeout', sent: false}),
     q.call('good'),
   ];
-  stop.abort();
+  calls[0].then(() => stop.abort());
   await Promise.all(calls);
   assert.deepEqual(heard, ['silent', 'good']);
 });
 
 it('rejects every pending call when the connection drops and when it is closed', async () => {
-  for (const [fid, end] of [['drop', () => {}], ['silent', () => q.close()]]) {
-    script({}, {reconnect: false});
+  for (const [fid, end] of [['silent', () => q.close()], ['drop', () => {}]]) {
+    script({good: GOOD}, {reconnect: false});
     await q.connect();
     const calls = Promise.allSettled([q.call(fid), q.call('queued')]);
     end();
     assert.deepEqual((await calls).map(({reason}) => [reason.kind, reason.sent]), [['closed', true], ['closed', false]]);
   }
+  await q.call('good');
+  assert.ok(!heard.includes('queued'), heard.join());
+  q.close();
   await assert.rejects(q.call('late'), {kind: 'closed'});
+  script({});
+  await assert.rejects(q.call('good', {}, {onProgress: () => q.close()}), {kind: 'closed', sent: false});
+  assert.equal(q.state, 'closed');
+});
+
+it('stays closed, whatever an attempt still learns', async () => {
+  const mock = new QuorvelMock();
+  mock.admitting = false;
+  let answer;
+  const answered = new Promise((resolve) => { answer = resolve; });
+  const asked = new Promise((resolve) => {
+    mock.WebSocket.fetch = () => { resolve(); return answered; };
+  });
+  q = new Quorvel({WebSocket: mock.WebSocket});
+  const connecting = assert.rejects(q.connect(), {kind: 'closed'});
+  await asked;
+  const states = [];
+  q.addEventListener('statechange', () => { states.push(q.state); });
+  q.close();
+  q.close();
+  answer();
+  await connecting;
+  await new Promise(setImmediate);
+  assert.deepEqual([states, q.error, q.retryAt], [['closed'], null, null]);
+});
+
+it('tries and asks no more than the browser lets the page', async () => {
+  const mock = new QuorvelMock();
+  mock.running = false;
+  try {
+    for (const [state, isSecureContext, kind, message, then, wantedProbes] of [
+      ['denied', true, 'permission', /^The browser does not let this page reach/, 'idle', 1],
+      ['denied', false, 'permission', /without https/, 'idle', 1],
+      ['prompt', true, 'unavailable', /^No card-reading service/, 'idle', 0],
+      ['granted', true, 'unavailable', /^No card-reading service/, 'waiting', 1],
+      [undefined, true, 'unavailable', /^No card-reading service/, 'waiting', 0],
+    ]) {
+      let probes = 0;
+      mock.WebSocket.fetch = async () => { probes += 1; throw new TypeError('fetch failed'); };
+      const answer = {state};
+      const query = async () => { if (state) return answer; throw new TypeError('unknown name'); };
+      Object.defineProperty(globalThis, 'navigator', {value: {permissions: {query}}, configurable: true});
+      Object.assign(globalThis, {location: {hostname: 'site.example'}, isSecureContext});
+      q = new Quorvel({WebSocket: mock.WebSocket});
+      await assert.rejects(q.connect(), {kind, message, permission: state});
+      assert.deepEqual([q.state, probes], [then, wantedProbes], state);
+      answer.onchange?.();
+      assert.equal(q.state, state ? 'connecting' : 'waiting');
+      q.close();
+    }
+  } finally {
+    for (const name of ['location', 'isSecureContext', 'navigator']) delete globalThis[name];
+  }
 });
 
 it('tells replies that break the rules', async () => {

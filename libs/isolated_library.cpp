@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr std::chrono::seconds kFirstPause(1);
-constexpr std::chrono::seconds kLongestPause(30);
 /// What an idle library may take to give back what it holds.
 constexpr std::chrono::seconds kEndPatience(1);
 
@@ -25,8 +23,7 @@ IsolatedLibrary::IsolatedLibrary(std::string library_path, std::chrono::seconds 
     : path(std::move(library_path)),
       limit(call_limit),
       events(service_events),
-      on_reply(reply_handler),
-      next_pause(kFirstPause) {
+      on_reply(reply_handler) {
   events.watch(timer.descriptor(), *this);
 }
 
@@ -167,7 +164,7 @@ void IsolatedLibrary::on_loaded(const HelperFrame& frame) {
 void IsolatedLibrary::on_answered(HelperFrame frame) {
   timer.stop();
   has_answered = true;
-  next_pause = kFirstPause;
+  pause.reset();
   state = State::kIdle;
   const bool thrown = frame.word == HelperWord::kThrown;
   finish({thrown ? LateReply::Kind::kThrown : LateReply::Kind::kReply, std::move(frame.text)});
@@ -224,7 +221,7 @@ void IsolatedLibrary::on_end(int status) {
       break;
     case State::kIdle:
       log_error("%s: the library %s between two calls\n", shown(path).c_str(), end.c_str());
-      if (has_answered || std::chrono::steady_clock::now() - loaded_at > kFirstPause) {
+      if (has_answered || std::chrono::steady_clock::now() - loaded_at > RestartPause::kShortest) {
         start();
       } else {
         on_failed_start(Gbk(end));
@@ -246,10 +243,10 @@ void IsolatedLibrary::on_failed_start(const Gbk& reason, bool thrown) {
   refusal = reason;
   was_thrown = thrown;
   if (!was_ready) return;
+  const std::chrono::seconds next = pause.next();
   log_error("%s: starting it anew failed (%s); the next try is in %ld s\n", shown(path).c_str(),
-            shown(reason).c_str(), static_cast<long>(next_pause.count()));
-  timer.start(next_pause);
-  next_pause = std::min(2 * next_pause, kLongestPause);
+            shown(reason).c_str(), static_cast<long>(next.count()));
+  timer.start(next);
   refuse_waiting();
 }
 

@@ -10,13 +10,14 @@
 #include "libs/helper_frames.h"
 #include "libs/helper_process.h"
 #include "libs/library.h"
+#include "libs/restart_pause.h"
 #include "util/os/event_set.h"
 #include "util/os/timer.h"
 
 /// A library in a helper process: a crash, a hang or a slow card costs the request at hand its
 /// reply and delays nobody else. The library gets one call at a time, in the order of arrival. A
-/// helper that ends is started anew: at once, or when it does not get as far as a reply, after 1,
-/// 2, 4, up to 30 seconds.
+/// helper that ends is started anew: at once, or when it does not get as far as a reply, after a
+/// pause.
 class IsolatedLibrary final : public Library, public EventHandler {
  public:
   /// `limit` bounds loading, and each call. `service_events` tell when something is to be done;
@@ -80,5 +81,5 @@ class IsolatedLibrary final : public Library, public EventHandler {
   unsigned restarts = 0;
   bool has_answered = false;  ///< the present helper has given a reply
   std::chrono::steady_clock::time_point loaded_at;
-  std::chrono::seconds next_pause{1};  ///< before the next start, after one that failed
+  RestartPause pause;  ///< before the next start, after one that failed
 };

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "libs/funlib.h"
+#include "libs/restart_pause.h"
 #include "tests/support/text.h"
 #include "util/os/program_path.h"
 #include "util/text/bytes.h"
@@ -50,6 +51,13 @@ TEST(LibManager, RoutesUntilALibraryIsTakenOutAndStartsOver) {
   EXPECT_EQ(result, 0);
   EXPECT_EQ(call(nullptr), failure(messages::kNotSupported.bytes()));
   EXPECT_EQ(registry.call_cmd(as_bytes("echo"), as_bytes("{}"), nullptr), 0);
+}
+
+TEST(RestartPause, DoublesUpToHalfAMinuteAndBeginsAnew) {
+  RestartPause pause;
+  for (const int seconds : {1, 2, 4, 8, 16, 30, 30}) EXPECT_EQ(pause.next().count(), seconds);
+  pause.reset();
+  EXPECT_EQ(pause.next().count(), 1);
 }
 
 TEST(Funlib, SaysWhatItLacks) {

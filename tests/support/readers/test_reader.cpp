@@ -84,9 +84,9 @@ std::string block_signals(const Call&) {
 
 std::string* last = nullptr;
 
-constexpr const char* kMisdeeds[] = {"crash", "leave",    "hang",    "late",        "unplug",
-                                     "breed", "overread", "before",  "writes",      "descriptor",
-                                     "heap",  "prints",   "sigpipe", "environment", "moves"};
+constexpr const char* kMisdeeds[] = {
+    "crash",  "leave",      "hang", "late",   "unplug",  "breed",       "overread", "before",
+    "writes", "descriptor", "heap", "prints", "sigpipe", "environment", "moves",    "forge"};
 
 std::string misbehave(const Call& call) {
   const std::string& name = call.name;
@@ -105,6 +105,7 @@ std::string misbehave(const Call& call) {
   if (name == "sigpipe") std::signal(SIGPIPE, SIG_DFL);
   if (name == "environment") setenv("TZ", "UTC", 1);
   if (name == "moves" && chdir("/") != 0) return {};
+  if (name == "forge" && write(3, "\2", 1) != 1) return {};  // as the helper's own word
   return R"({"result":"true","fid":")" + name + "\"}";
 }
 

@@ -8,9 +8,9 @@ namespace {
 constexpr const char* kNotAllowed = "该网站无权使用此功能！";
 constexpr const char* kSites =
     "[ACCESS]\norigin1=HTTPS://Portal.Example.org\norigin2=https://*.clinic.example:8443\n"
-    "functions2=echo, CardPresent readcardbas\norigin3=https://[2001:DB8::0:5]\n"
+    "functions2=echo, CardPresent\treadcardbas\norigin3=https://[2001:DB8::0:5]\n"
     "origin4=https://xn--fiq228c.example\norigin5=http://192.0.2.1\norigin6=https://*\n"
-    "host1=reader.example.org\n";
+    "origin7=moz-extension://a-b\nhost1=reader.example.org\n";
 
 class AccessTest : public ServiceTest {
  protected:
@@ -38,10 +38,10 @@ class AccessTest : public ServiceTest {
 TEST_F(AccessTest, PagesOfTheNamedSitesAloneAreServed) {
   sections = kSites;
   start();
-  for (const char* origin :
-       {"https://portal.example.org", "https://PORTAL.example.org:443",
-        "https://a.clinic.example:8443", "https://a.b.clinic.example:8443", "https://[2001:db8::5]",
-        "https://xn--fiq228c.example", "http://192.0.2.1", "http://localhost:$"})
+  for (const char* origin : {"https://portal.example.org", "https://PORTAL.example.org:443",
+                             "https://a.clinic.example:8443", "https://a.b.clinic.example:8443",
+                             "https://[2001:db8::5]", "https://xn--fiq228c.example",
+                             "http://192.0.2.1", "moz-extension://a-b", "http://localhost:$"})
     EXPECT_EQ("101", page_status(origin)) << origin;
   for (const std::string origin :
        {"null",
@@ -55,14 +55,14 @@ TEST_F(AccessTest, PagesOfTheNamedSitesAloneAreServed) {
         "https://evilportal.example.org",
         "https://a.portal.example.org",
         "https://clinic.example:8443",
-        "https://.clinic.example:8443",
+        "https://a..clinic.example:8443",
         "https://evilclinic.example:8443",
         "https://a.clinic.example",
         "https://中国.example",
         "https://[2001:db8::6]",
         "https://[::ffff:192.0.2.1]",
         "http://192.0.2.10",
-        "https://portal.example.org:0",
+        "https://portal.example.org:0443",
         "https://portal.example.org:99999",
         "https://*",
         "https://localhost:$",

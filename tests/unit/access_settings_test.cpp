@@ -16,6 +16,7 @@ struct Row {
 #define SITE "[ACCESS]\norigin1=https://a.example\n"
 #define ANY "any page on any machine"
 #define NOBODY "no page but the service's own, on "
+#define LABEL_OF_63 "sixty-three-bytes-are-the-longest-label-that-a-host-name-may-ha"
 #define NO_ORIGIN "no origin, and admits nobody; write it as the browser sends it"
 
 const Row kRows[] = {
@@ -37,6 +38,10 @@ const Row kRows[] = {
      "no host name, and without effect"},
     {"[ACCESS]\norigin1=https://a.example/\n", NOBODY "any machine", NO_ORIGIN},
     {"[ACCESS]\norigin1=\n", NOBODY "any machine", NO_ORIGIN},
+    {"[ACCESS]\norigin1=https://*.192.0.2.1\n", NOBODY "any machine", NO_ORIGIN},
+    {"[ACCESS]\norigin1=https://" LABEL_OF_63 ".a_b\n",
+     "pages of https://" LABEL_OF_63 ".a_b, on any machine", ""},
+    {"[ACCESS]\norigin1=https://" LABEL_OF_63 "x.a_b\n", NOBODY "any machine", NO_ORIGIN},
     // What stands in the wrong place, or is misspelt, closes what it may have been meant to close.
     {"[ACCESS]\norigin51=https://a.example\n", NOBODY "this machine", "there is no such key"},
     {SITE "liste=loopback\n", "pages of https://a.example, on this machine", "all stays closed"},
@@ -49,6 +54,7 @@ const Row kRows[] = {
     {"[SERVER]\nListen = loopback\n", NOBODY "this machine", "under [ACCESS]"},
     {"[ACCESS]\nlisten=loopback\n[LOG]\n" SITE, "pages of https://a.example, on this machine",
      "the section occurs again"},
+    {SITE "[LOG]\n[ACCESS]\nlisten=loopback\n", NOBODY "this machine", "all stays closed"},
 };
 
 TEST(AccessSettings, MistakesAreNamedAndNeverOpen) {

@@ -19,6 +19,7 @@ std::string output_of(Action action) {
 TEST(Log, DisarmsArgumentsCutsAtAWholeCharacterAndWritesUtf8WhereItIsAskedTo) {
   const std::string hostile = "a\nE: forged\r\x1b[31m\x7f\xc2\x9b";
   EXPECT_EQ(output_of([&] { print("\n[%s]\n", hostile.c_str()); }), "\n[a E: forged??[31m??]\n");
+  EXPECT_EQ(output_of([] { print("%s|\n", "\nforged"); }), " forged|\n");
   std::string text = "x";
   for (int i = 0; i < 600; ++i) text += "三";
   const std::string expected = text.substr(0, 1 + 3 * 333) + "...\n";

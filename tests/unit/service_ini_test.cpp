@@ -8,7 +8,7 @@
 namespace {
 
 struct Row {
-  const char* content;
+  std::string content;
   int port;
   const char* said;  ///< a part of what the log says; "" when it says nothing
 };
@@ -18,7 +18,7 @@ struct Row {
 const Row kRows[] = {
     {GOOD, 47392, ""},
     {"; a\n\n[REGISTER]\r\nlib1=a.so\r\nlib20=b.so\r\n[LOG]\ncharset=gbk\n" GOOD, 47392, ""},
-    {"[SERVER]\nlocalport= 65535 ;\n", 65535, ""},
+    {"[SERVER]\n\tlocalport= 65535\t;\n", 65535, ""},
     {"[SERVER]\nlocalport =47392\n", 0,
      "line 2, \"localport =47392\": there is no such key: write"},
     {"[SERVER]\nlocalport =47392\n", 0, "names no port in line 2, \"localport =47392\": write"},
@@ -32,8 +32,11 @@ const Row kRows[] = {
     {"[SERVER]\nlocalport=\n", 0, "localport="},
     {"[SERVER]\n", 0, "has no line localport= in [SERVER]"},
     {GOOD "[REGISTER]\nlib21=a.so\n", 47392, "line 4, \"lib21=a.so\": there is no such key\n"},
+    {";" + std::string(300, 'x') + "\nlib1=a.so\n" GOOD, 47392, "line 2, \"lib1=a.so\": it stands"},
+    {"\xEF\xBB\xBF" GOOD, 0, "begins with a byte-order mark"},
+    {"\xFF\xFE" GOOD, 0, "is in UTF-16"},
+    {"\xFE\xFF" GOOD, 0, "is in UTF-16"},
     {GOOD "[REGISTER]\nlib01=a.so\n", 47392, "\"lib01=a.so\": there is no such key\n"},
-    {"lib1=a.so\n" GOOD, 47392, "\"lib1=a.so\": it stands in no section"},
     {"[Server] \nlocalport=1\n" GOOD, 47392, "\"[Server] \": there is no such section"},
     {GOOD "[LOG]\ncharset\n", 47392, "\"charset\": it is neither"},
     {GOOD "localport=47392\n", 47392, "line 3, \"localport=47392\": the key occurs again"},

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "util/json/failure_reply.h"
-#include "util/os/local_address.h"
 #include "util/text/conversion.h"
 #include "util/text/converter.h"
 #include "util/text/gbk.h"
@@ -81,16 +80,6 @@ TEST(Reply, IsValidWhateverTheReason) {
   EXPECT_EQ(out, gbk(R"({"result":"false","errmsg":"1234567中"})"));
   write_failure({out, 40}, GbkView("12345678\""));
   EXPECT_STREQ(out, R"({"result":"false","errmsg":"12345678"})");
-}
-
-TEST(LocalAddress, AppendsWholeAddressesWithinTheBuffer) {
-  char all[kAddressListSize] = "x";
-  ASSERT_EQ(get_localip(all), 0);
-  EXPECT_EQ(all[0], 'x');
-  EXPECT_NE(std::string(all).find("127.0.0.1;"), std::string::npos);
-  char small[8] = "";
-  EXPECT_EQ(get_localip(small, sizeof small), -1);
-  EXPECT_STREQ(small, "");
 }
 
 }  // namespace

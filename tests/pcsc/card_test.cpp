@@ -151,7 +151,7 @@ TEST_F(CardTest, ReaderIsChosenByAPartOfItsName) {
 
 TEST_F(CardTest, FilesLongerThanAnAnswerAreReadInEachWay) {
   std::string content;
-  for (int number = 0; number < 150; ++number) content += std::to_string(1000 + number);
+  for (int number = 0; number < 128; ++number) content += std::to_string(1000 + number);
   const auto profiles = [](const std::string& step) {
     return "[long]\natr=3B*\n[long readcardbas]\nstep=select path 3F00 0001\nstep=" + step +
            " as file\nmember.all=file ascii\n";
@@ -222,8 +222,11 @@ TEST_F(CardTest, PagesSendCommandsOfTheirOwnOnlyWhereTheFileAllowsIt) {
       R"({"result":"true","fid":"pcsc.transmit","data":{"reader":"Virtual PCD 00 00",)"
       R"("atr":"3B800181","answers":["6F0284009000","D27600012401030400050000000100009000","9000"]}})",
       library.call("pcsc.transmit", commands));
+  std::string many = R"("commands":["00B00000")";
+  for (int count = 1; count < 65; ++count) many += R"(,"00B00000")";
+  many += ']';
   for (const char* wrong : {"", R"("commands":[])", R"("commands":["00A4"])", R"("commands":"00")",
-                            R"("commands":["00A4040G"])", R"("commands":[1])"})
+                            R"("commands":["00A4040G"])", R"("commands":[1])", many.c_str()})
     EXPECT_NE(library.call("pcsc.transmit", wrong).find("\"errcode\":\"2003\""), std::string::npos);
 }
 

@@ -29,6 +29,15 @@ LONG SCardEstablishContext(DWORD scope, LPCVOID first, LPCVOID second, LPSCARDCO
   return pass("SCardEstablishContext", SCardEstablishContext, scope, first, second, context);
 }
 
+LONG SCardListReaders(SCARDCONTEXT context, LPCSTR groups, LPSTR readers, LPDWORD size) {
+  return pass("SCardListReaders", SCardListReaders, context, groups, readers, size);
+}
+
+LONG SCardGetStatusChange(SCARDCONTEXT context, DWORD limit, SCARD_READERSTATE* states,
+                          DWORD count) {
+  return pass("SCardGetStatusChange", SCardGetStatusChange, context, limit, states, count);
+}
+
 LONG SCardConnect(SCARDCONTEXT context, LPCSTR reader, DWORD share, DWORD protocols,
                   LPSCARDHANDLE card, LPDWORD protocol) {
   return pass("SCardConnect", SCardConnect, context, reader, share, protocols, card, protocol);
@@ -150,6 +159,14 @@ TEST_F(FaultTest, EachOddAnswerIsOneFailureAndTheNextReadSucceeds) {
     answer.clear();
     expect_reply(kGoodReply, library.call("readcardbas"));
   }
+  // More is announced than there is, and what there is comes with a warning.
+  insert(kT1Atr, [&](const std::string& command) {
+    const bool reads = command[1] == '\xB0';
+    if (command[1] != '\xC0')
+      return reads ? bytes(command[3] == 0 ? "6120" : "6B00") : bytes("9000");
+    return command.back() == 5 ? bytes("5F2D 02") + "Li" + bytes("6282") : bytes("6C05");
+  });
+  expect_reply(kGoodReply, library.call("readcardbas"));
 }
 
 TEST_F(FaultTest, CardThatNoProfileFitsIsNamedByItsAtr) {
@@ -190,7 +207,10 @@ TEST_F(FaultTest, ResetCardIsReadOnceMoreAndRefusalsAreNamed) {
   const Row rows[] = {
       {"SCardTransmit", SCARD_W_RESET_CARD, 1, kGoodReply},
       {"SCardTransmit", SCARD_W_RESET_CARD, 2, failed("1007")},
+      {"SCardTransmit", SCARD_W_REMOVED_CARD, 1, failed("1003")},
       {"SCardConnect", SCARD_W_SECURITY_VIOLATION, 1, failed("1009")},
+      {"SCardConnect", SCARD_E_NO_SMARTCARD, 1, failed("1002")},
+      {"SCardConnect", SCARD_E_READER_UNAVAILABLE, 1, failed("1001")},
       {"SCardEstablishContext", SCARD_W_SECURITY_VIOLATION, 1, failed("1009")},
   };
   for (const Row& row : rows) {
@@ -229,6 +249,21 @@ TEST_F(FaultTest, CardThatPcscdMissesIsFoundAndOneThatItHasInventedIsNot) {
   inserted.reset();
   library.call("readcardbas");
   pull();
+}
+
+TEST_F(FaultTest, ReadersMayComeAfterThePcscdAndWhileTheyAreListed) {
+  insert(kT1Atr, good);
+  library.functions();  // which knows no pcscd yet
+  bool waited = false;
+  int lists = 0;
+  before_pcsc = [&](std::string_view function) {
+    waited = waited || function == "SCardGetStatusChange";
+    if (function != "SCardListReaders") return SCARD_S_SUCCESS;
+    if (!waited) return SCARD_E_NO_READERS_AVAILABLE;
+    return ++lists == 2 ? SCARD_E_INSUFFICIENT_BUFFER : SCARD_S_SUCCESS;
+  };
+  expect_reply(kGoodReply, library.call("readcardbas"));
+  EXPECT_EQ(4, lists);
 }
 
 TEST_F(FaultTest, PcscdMayBeAbsentRestartedAndStopped) {

@@ -70,7 +70,7 @@ std::string IsoCard::carry_out(const Parts& parts) {
   if (parts.ins == 0xB0) {
     const std::string file = of(files, current, 0x6A82);
     const auto offset = static_cast<std::size_t>(parts.p1 << 8 | parts.p2);
-    if (offset > file.size()) throw Refusal{0x6B00};
+    if (offset > 0 && offset >= file.size()) throw Refusal{0x6B00};
     return file.substr(offset, parts.expected);
   }
   if (parts.ins == 0xB2) {

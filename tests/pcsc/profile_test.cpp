@@ -70,6 +70,16 @@ TEST(ProfileTest, EachMistakeIsNamedByLineSectionKeyAndCure) {
   }
 }
 
+TEST(ProfileTest, LimitsMayBeReachedAndAByteOrderMarkStand) {
+  std::string text = "\xEF\xBB\xBF[c]\natr=3B\n";
+  for (const int length : {99, 99, 99, 99, 97})  // with "pcsc.readers" 511 bytes
+    text += "[c " + std::to_string(text.size()).append(static_cast<size_t>(length) - 3, 'f') +
+            "]\nstep=read binary 32767 as x\nstep=read record 254 as y\nmember.a=x hex\n";
+  std::vector<std::string> mistakes;
+  parse_profiles(text, mistakes);
+  EXPECT_EQ(std::vector<std::string>(), mistakes);
+}
+
 TEST(ProfileTest, PatternOfAnAtrMayLeaveDigitsAndTheEndOpen) {
   const std::tuple<const char*, const char*, bool> rows[] = {
       {"3B 9? ?8 aB", "3B 90 F8 AB", true}, {"3B 9? ?8 AB", "3B 90 F9 AB", false},
@@ -117,7 +127,7 @@ TEST(ProfileTest, DatesOfEveryFormBecomeOneForm) {
   const std::tuple<const char*, DateOrder, const char*> rows[] = {
       {"19800301", DateOrder::kYmd, "1980-03-01"},
       {"01031980", DateOrder::kDmy, "1980-03-01"},
-      {"03011980", DateOrder::kMdy, "1980-03-01"},
+      {"03311980", DateOrder::kMdy, "1980-03-31"},
       {"1.3.1980", DateOrder::kDmy, "1980-03-01"},
       {"1980/03/01", DateOrder::kYmd, "1980-03-01"},
       {"01 MARS 1980", DateOrder::kDmy, "1980-03-01"},

@@ -40,7 +40,7 @@ TEST_P(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
       {R"({"fid":"array"})", "[1,2]"},
       {R"({"fid":"capital"})", R"({"FID":7})"},
       {R"({"fid":"capitaltext"})", R"({"FID" : "x"})"},
-      {R"({"fid":"nosuch"})", unsupported("nosuch")},
+      {R"({"fid":"读卡"})", unsupported("读卡")},
       {R"({"fid":"Config"})", unsupported("Config")},
       {R"({"fid":")" + std::string(99, 'z') + "\"}", unsupported(std::string(99, 'z'))},
       {R"({"fid":")" + std::string(100, 'z') + "\"}",
@@ -120,6 +120,9 @@ TEST_P(ReaderTest, BrokenReplyOrExceptionCostsOneFailureReply) {
       {R"({"fid":"thrownumber"})", failure("错误类型：i 错误信息 ： ")},
       {echo_request(1), echo_reply(1)},
   });
+  const std::string foreign = "functions.so: a reply is no GBK";
+  EXPECT_TRUE(said(foreign));
+  EXPECT_EQ(daemon->errors().find(foreign), daemon->errors().rfind(foreign));
   EXPECT_TRUE(said("functions.so: the reply to \"overrun\"")) << daemon->errors();
   EXPECT_NE(daemon->output().find(gbk(failure(exception))), std::string::npos);
 }

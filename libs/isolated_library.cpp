@@ -125,7 +125,10 @@ bool IsolatedLibrary::read_packets() {
     if (any)
       log_error("%s: its helper process sent what is no answer, and is ended\n",
                 shown(path).c_str());
-    if (helper) helper->kill();  // its end is seen later
+    if (helper) {
+      helper->kill();        // its end is seen later
+      helper->ask_to_end();  // and no further packet of it
+    }
     break;
   }
   return any;

@@ -124,28 +124,6 @@ TEST_F(IsolationTest, HangIsEndedAtItsLimitAlsoInLoading) {
   EXPECT_FALSE(said("init_hangs.so: starting it anew")) << "the first start that fails is the last";
 }
 
-TEST_F(IsolationTest, LibraryThatCannotBeStartedAnewIsRefusedAtOnceAndComesBack) {
-  start_isolated({"functions"});
-  WsClient client = connect();
-  const auto serves = [&] { return client.ask(echo_request(1)) == echo_reply(1); };
-  for (const bool again : {false, true}) {
-    write_file(folder.path() / "crash_in_init", "");
-    EXPECT_EQ(failed(messages::kLibraryCrashed, "crash"), client.ask(request("crash")));
-    if (!again) daemon->wait_for_message("the next try is in 2 s");
-    client.send(request("echo"));
-    const std::string status = ask(request("quorvel.status"));
-    EXPECT_TRUE(status.find(R"("failed")") == std::string::npos ||
-                status.find(R"("waiting":"1")") == std::string::npos)
-        << status;
-    EXPECT_EQ(failed(messages::kLibraryUnavailable, "echo"), client.receive());
-    fs::remove(folder.path() / "crash_in_init");
-    EXPECT_TRUE(eventually(serves, options.limit)) << daemon->errors();
-  }
-  const std::string log = daemon->errors();
-  EXPECT_NE(log.find("the next try is in 1 s"), log.rfind("the next try is in 1 s"))
-      << "a reply begins the pauses anew";
-}
-
 TEST_F(IsolationTest, ManyClientsGetOneReplyEachWhileHelpersAreKilled) {
   constexpr int kClients = 50;
   constexpr int kKills = 25;

@@ -60,7 +60,10 @@ TEST_F(StatusTest, TellsOfEachListedLibraryHowItDoes) {
               ask(std::string(R"({"fid":")") + name + "\"}"));
 }
 
-TEST_F(StatusTest, FollowsALibraryThroughWorkCrashAndRestart) {
+TEST_F(StatusTest, FollowsALibraryThroughWorkCrashRefusalAndRestart) {
+  const auto failed = [](const char* reason, const char* function) {
+    return failure(utf8(reason), function);
+  };
   sections = "[ISOLATED]\nLib1=31\n";
   start({"functions"});
   EXPECT_EQ(0U, status().find(R"("ready":"true")"));
@@ -73,14 +76,24 @@ TEST_F(StatusTest, FollowsALibraryThroughWorkCrashAndRestart) {
   EXPECT_EQ(R"({"result":"true","fid":"late"})", working.receive());
   EXPECT_EQ(echo_reply(1), waiting.receive());
 
-  write_file(folder.path() / "crash_in_init", "");
-  working.ask(R"({"fid":"crash"})");
-  EXPECT_TRUE(soon_has(R"("restarts":"1","waiting":"0","reason":")"
-                       "加载functions.so失败"));
-  EXPECT_EQ(0U, status().find(R"("ready":"false")"));
-  EXPECT_TRUE(soon_has("\"echo\"")) << "its functions are known";
-  std::filesystem::remove(folder.path() / "crash_in_init");
-  EXPECT_TRUE(soon_has(R"("state":"ready")")) << status();
+  for (const bool again : {false, true}) {
+    write_file(folder.path() / "crash_in_init", "");
+    EXPECT_EQ(failed(messages::kLibraryCrashed, "crash"), working.ask(R"({"fid":"crash"})"));
+    if (!again) daemon->wait_for_message("the next try is in 2 s");
+    waiting.send(echo_request(1));
+    const std::string seen = status();
+    EXPECT_FALSE(std::regex_search(seen, std::regex("failed.*\"waiting\":\"1\""))) << seen;
+    EXPECT_EQ(failed(messages::kLibraryUnavailable, "echo"), waiting.receive());
+    EXPECT_TRUE(soon_has(R"("waiting":"0","reason":"加载functions.so失败)"));
+    EXPECT_EQ(0U, status().find(R"("ready":"false")"));
+    EXPECT_TRUE(soon_has("\"echo\"")) << "its functions are known";
+    std::filesystem::remove(folder.path() / "crash_in_init");
+    EXPECT_TRUE(soon_has(R"("state":"ready")")) << status();
+    EXPECT_EQ(echo_reply(2), waiting.ask(echo_request(2)));
+  }
+  const std::string log = daemon->errors();
+  EXPECT_NE(log.find("the next try is in 1 s"), log.rfind("the next try is in 1 s"))
+      << "a reply begins the pauses anew";
 }
 
 TEST_F(StatusTest, LeavesOutWhatIsTooMuch) {

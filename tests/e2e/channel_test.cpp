@@ -60,6 +60,8 @@ TEST_F(ChannelTest, PipelinedRequestsGetOneReplyEachInOrderAlsoInOneTlsRecord) {
   options.alpn = {"h2", "http/1.1"};
   EXPECT_EQ("http/1.1", connect().alpn());
   expect_pipelined_replies(connect(), 20);
+  connect().send_raw(frames(kRequests));
+  EXPECT_EQ(0, daemon->stop()) << daemon->errors();
 }
 
 TEST_F(ChannelTest, UnfinishedMessageEndsWithItsConnection) {
@@ -75,6 +77,7 @@ TEST_F(ChannelTest, UnfinishedMessageEndsWithItsConnection) {
 }
 
 TEST_F(ChannelTest, MessageTooLongGetsOneRefusalAndTheConnectionGoesOn) {
+  sections = "[ISOLATED]\nlib1=30\n";  // whose packets take the longest message as well
   start();
   const auto request = [](size_t size) {
     const std::string begin = R"({"fid":"length","platform":"","pad":")";
@@ -90,17 +93,6 @@ TEST_F(ChannelTest, MessageTooLongGetsOneRefusalAndTheConnectionGoesOn) {
                   {request(500000), refusal},
                   {growing + "]}", refusal},
                   {echo_request(1), echo_reply(1)}});
-}
-
-TEST_F(ChannelTest, InterruptUnderLoadEndsTheServiceWithStatusZero) {
-  start();
-  std::vector<WsClient> clients;
-  for (int count = 0; count < 8; ++count) {
-    clients.push_back(connect());
-    clients.back().send_raw(frames(200));
-  }
-  EXPECT_EQ(echo_reply(0), clients.back().receive());
-  EXPECT_EQ(0, daemon->stop()) << daemon->errors();
 }
 
 }  // namespace

@@ -64,6 +64,7 @@ TEST_P(ReaderTest, FunctionGoesToTheFirstReaderInPathOrderThatDeclaresIt) {
       {R"({"fid":"odd"})", R"({"result":"false","reader":"odd_answer","fid":"odd"})"},
       {R"({"fid":"fff"})", R"({"result":"false","reader":"endless_answer","fid":"fff"})"},
       {R"({"fid":"tail"})", failure("不支持该功能.", "tail")},
+      {R"({"fid":"many"})", failure("不支持该功能.", "many")},
   });
 }
 

@@ -78,9 +78,10 @@ TEST_F(StartTest, ServiceIniIsReadWithinItsLimits) {
   for (const char* name : {"one.so", "reader", "last.so", "none.so"})
     fs::copy(TEST_READERS "/functions.so", bin / name);
   const std::string digits = std::to_string(port);
+  const std::string longest(195, 'd');
   for (const size_t length : {9U, 10U}) {
     write_file(bin / "quorvel_service.ini",
-               "[REGISTER]\nlib1=one.so\nlib2=reader\nlib3=/" + std::string(197, 'd') +
+               "[REGISTER]\nlib1=one.so\nlib2=reader\nlib3=/" + longest + "d.so\nlib4=/" + longest +
                    ".so\nlib20=last.so\nlib21=none.so\n[SERVER]\nlocalport=" +
                    std::string(length - digits.size(), '0') + digits + "\n");
     daemon.emplace(folder);
@@ -90,6 +91,7 @@ TEST_F(StartTest, ServiceIniIsReadWithinItsLimits) {
     EXPECT_TRUE(said("lib2=reader names no .so file") &&
                 said("\"lib21=none.so\": there is no such key"));
     EXPECT_TRUE(said("[REGISTER] lib3 is longer than 199 characters"));
+    EXPECT_TRUE(said("loading begin =/" + longest));
     EXPECT_EQ(length == 9, said("localhost port:" + digits)) << length;
     EXPECT_EQ(length == 9 ? 0 : 1, length == 9 ? daemon->stop() : daemon->process().wait());
   }
@@ -133,9 +135,14 @@ TEST_F(StartTest, StartThatFailsEndsWithStatusOneAndNamesTheCause) {
       {"localhost-100y.cert can't be read", tls, [&] { use(port); }},
       {"localhost-100y.cert can't be read in the working directory (it is no regular file)", tls,
        [&] { checked(mkfifo(certificate.c_str(), 0600), "mkfifo"); }},
-      {"localhost-100y.key is not the key of localhost-100y.cert", tls,
+      {"localhost-100y.key can't be read in the working directory (No such file", tls,
        [&] {
          fs::remove(certificate);
+         folder.make_certificate();
+         fs::remove(key);
+       }},
+      {"localhost-100y.key is not the key of localhost-100y.cert", tls,
+       [&] {
          folder.make_certificate();
          const std::string first = read_file(key);
          folder.make_certificate();

@@ -30,7 +30,8 @@ TEST_F(StatusTest, TellsOfEachListedLibraryHowItDoes) {
   write_file(folder.path() / "bin/text.so", "text");
   sections =
       "[ISOLATED]\nlib2=7\nlib3=3600\n[REGISTER]\nlib1=odd_answer.so\nlib2=reserved.so\n"
-      "lib3=getversion_fails.so\nlib5=text.so\nlib6=odd_answer.so\nlib7=vendor\nlib20=" +
+      "lib3=getversion_fails.so\nlib5=text.so\nlib6=odd_answer.so\nlib7=vendor\nlib8=/"
+      "a.so\nlib20=" +
       std::string(196, 'x') + ".so\n";
   start({"odd_answer", "reserved", "getversion_fails"});
   const std::string local = R"("isolated":"false","restarts":"0","waiting":"0",)";
@@ -50,12 +51,14 @@ TEST_F(StatusTest, TellsOfEachListedLibraryHowItDoes) {
           none + R"("lib6","file":"odd_answer.so","state":"failed",)" + local +
           R"("reason":"odd_answer.so loaded!",)" + none +
           R"("lib7","file":"vendor","state":"failed",)" + local +
-          R"("reason":"vendor不是动态库文件！",)" + none + R"("lib20","file":")" +
+          R"("reason":"vendor不是动态库文件！",)" + none +
+          R"("lib8","file":"a.so","state":"failed",)" + local +
+          R"("reason":"a.so不是动态库文件！",)" + none + R"("lib20","file":")" +
           std::string(99, 'x') + R"(","state":"failed",)" + local + R"("reason":")" +
           std::string(196, 'x') + R"(.so路径过长！","functions":[]}]})",
       status());
   EXPECT_TRUE(said("reserved.so: functions that begin with \"quorvel.\" are the service's own"));
-  for (const char* name : {"quorvel.own", "Quorvel.Status", "quorvel."})
+  for (const char* name : {"quorvel.own", "Quorvel.Own", "quorvel."})
     EXPECT_EQ(failure(utf8(messages::kNotSupported), name),
               ask(std::string(R"({"fid":")") + name + "\"}"));
 }

@@ -6,7 +6,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kStored = "[SERVER]\nSERVER_IP=10.0.0.1\nSERVER_PORT=80\n";
+constexpr const char* kStored = "[SERVER]\n ;[note]\nSERVER_IP=10.0.0.1\nSERVER_PORT=80\n";
 constexpr const char* kDone = R"({"result":"true"})";
 
 class SettingsTest : public ServiceTest {
@@ -64,7 +64,7 @@ TEST_F(SettingsTest, AddressIsStoredOnlyWhenItIsValidAndAnswers) {
   for (const auto& [request, lines] : stored) {
     write_file(folder.server_ini(), kStored);
     EXPECT_EQ(kDone, ask(request)) << request;
-    EXPECT_EQ("[SERVER]\n" + lines, file()) << request;
+    EXPECT_EQ("[SERVER]\n ;[note]\n" + lines, file()) << request;
   }
 }
 

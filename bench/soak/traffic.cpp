@@ -144,7 +144,7 @@ bool Traffic::check(const std::string& reply, const Due& due) {
   ++counts.requests;
   if (std::find(due.right.begin(), due.right.end(), reply) != due.right.end()) return true;
   if (!due.isolated.empty() && !helpers.well_since(due.asked_at))
-    for (const char* reason : {messages::kLibraryCrashed, messages::kLibraryUnavailable})
+    for (const GbkView reason : {messages::kLibraryCrashed, messages::kLibraryUnavailable})
       if (reply == failure(utf8(reason), due.isolated)) return false;
   if (++counts.wrong <= kShownInFull)
     std::fprintf(stderr, "thread %u: %s\n  came instead of %s\n", thread_number, reply.c_str(),

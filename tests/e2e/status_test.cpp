@@ -64,7 +64,7 @@ TEST_F(StatusTest, TellsOfEachListedLibraryHowItDoes) {
 }
 
 TEST_F(StatusTest, FollowsALibraryThroughWorkCrashRefusalAndRestart) {
-  const auto failed = [](const char* reason, const char* function) {
+  const auto failed = [](GbkView reason, const char* function) {
     return failure(utf8(reason), function);
   };
   sections = "[ISOLATED]\nLib1=31\n";

@@ -4,7 +4,6 @@
 #include "access/origin.h"
 #include "util/json/cjson_ptr.h"
 #include "util/language/language.h"
-#include "util/text/conversion.h"
 
 namespace {
 
@@ -20,8 +19,7 @@ std::string spelled(const Site& site) {
 std::string sites_as_json(const std::vector<const char*>& texts, bool& all_good) {
   const Json document = new_object();
   cJSON* sites = checked(cJSON_AddArrayToObject(document.get(), "sites"));
-  std::string fault;
-  gbk_to_utf8(translated(kNoOrigin), fault);
+  const std::string fault = translated(kNoOrigin);
   all_good = true;
   for (const char* text : texts) {
     cJSON* object = new_object().release();

@@ -31,6 +31,10 @@
  *  8. uninit is called only when the library is unloaded while the service goes on running, and not
  *     when the process ends, unless the library is isolated and idle then. Leave no hardware in a
  *     state that needs uninit.
+ *  9. Isolation. An administrator can have the library run in a process of its own. The same calls
+ *     come in the same order; only requests for this library then wait for it, a call beyond the
+ *     time set for it ends the process, and after that, as after a crash, a new one starts with
+ *     getversion and init. Rely on neither home.
  */
 #ifndef QUORVEL_READER_H
 #define QUORVEL_READER_H
@@ -79,7 +83,8 @@ extern "C" {
  *   - separate the names (a line feed each does),
  *   - choose names that are not part of another name, of this library or of others: a request for
  *     "read" goes to a library that declares "readcardbas",
- *   - do not declare "config" and "getconfig": the service answers these itself. */
+ *   - do not declare "config", "getconfig" or a name that begins with "quorvel.": the service
+ *     answers these itself. */
 QUORVEL_EXPORT int32_t getversion(char* verinfo, char* answer, char* verextra, char* error);
 
 /* Makes the library ready. Touching the hardware is fine, but a reader that is not plugged in is no

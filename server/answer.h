@@ -34,6 +34,7 @@ class Answerer {
   /// `service_registry` outlives the object.
   Answerer(LibManager& service_registry, const Surroundings& service_surroundings)
       : registry(service_registry), surroundings(service_surroundings) {}
+  ~Answerer() = default;
   Answerer(const Answerer&) = delete;
   Answerer& operator=(const Answerer&) = delete;
 

@@ -108,7 +108,8 @@ TEST_F(StartTest, FaultsOfBothFilesAreToldInTheCharacterSetAskedFor) {
     const std::string all = service.output() + service.errors();
     const std::string text = *charset == 'g' ? utf8(all) : all;
     for (const std::string& line :
-         {"addlib ======" + bin + "读卡库.so", "失败，请检查读卡环境！" + bin + "读卡库.so: cannot open",
+         {"addlib ======" + bin + "读卡库.so",
+          "失败，请检查读卡环境！" + bin + "读卡库.so: cannot open",
           bin + "quorvel_service.ini: line 5, \"错=1\": there is no such key",
           bin + "quorvel.ini has no line SERVER_PORT=",
           bin + "quorvel.ini: [SERVER] SERVER_IP=卡 is no dotted IPv4 address"})

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/memory_file.h"
 #include "server/service_settings.h"
+#include "tests/support/memory_file.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 // The installed service in a temporary copy, on a free port. QUORVEL_STAGE names the installation.
 
 import {execFileSync, spawnSync} from 'node:child_process';
+import dgram from 'node:dgram';
 import {once} from 'node:events';
 import fs from 'node:fs';
 import net from 'node:net';
@@ -8,7 +9,7 @@ import os from 'node:os';
 import path from 'node:path';
 import {setTimeout as sleep} from 'node:timers/promises';
 
-const LIMIT_MS = 20_000;
+const LIMIT_MS = 60_000;
 const POLL_MS = 25;
 
 async function until(what, condition) {
@@ -19,15 +20,20 @@ async function until(what, condition) {
 
 /**
  * A TCP port of 127.0.0.1 at which nothing listens; below those of outgoing connections, one of
- * which could have it when the service is started again.
+ * which could have it when the service is started again. Other tests know it as taken by the UDP
+ * socket of the same number.
  */
 export async function freePort() {
   for (;;) {
     const port = 10000 + Math.floor(Math.random() * 22000);
-    const server = net.createServer().listen(port, '127.0.0.1');
-    const free = await once(server, 'listening').then(() => true, () => false);
+    const mark = dgram.createSocket('udp4').unref();
+    const server = net.createServer();
+    const opened = (socket) => once(socket, 'listening').then(() => true, () => false);
+    mark.bind(port, '127.0.0.1');
+    const free = await opened(mark) && await opened(server.listen(port, '127.0.0.1'));
     server.close();
     if (free) return port;
+    mark.close();
   }
 }
 

@@ -97,9 +97,16 @@ uint16_t free_port() {
   // the port while a service is stopped and started again on it.
   std::uniform_int_distribution<uint16_t> ports(10000, 32000);
   std::random_device random;
+  // Those that tests have are marked by UDP sockets of the same number, until the test ends.
+  static std::vector<UniqueFd> marks;
   for (;;) {
     const uint16_t port = ports(random);
-    if (sockets_in_kernel(port, "") == 0) return port;
+    UniqueFd mark(checked(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket"));
+    const auto place = resolve("127.0.0.1", port);
+    if (::bind(mark.get(), place->ai_addr, place->ai_addrlen) != 0) continue;
+    if (sockets_in_kernel(port, "") != 0) continue;
+    marks.push_back(std::move(mark));
+    return port;
   }
 }
 

@@ -39,7 +39,8 @@ class TcpSocket {
   std::unique_ptr<SSL, decltype(&SSL_free)> tls{nullptr, SSL_free};
 };
 
-/// A port of 127.0.0.1 on which nothing listens at the moment.
+/// A port of 127.0.0.1 on which nothing listens at the moment, and no other test's as long as this
+/// process runs.
 uint16_t free_port();
 
 /// Number of sockets with this local port whose entry in the kernel's tables goes on, behind the

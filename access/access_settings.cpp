@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr char kSection[] = "ACCESS";
-constexpr char kOrigin[] = "origin";
+constexpr const char* kSection = kAccessSection;
+constexpr const char* kOrigin = kOriginKey;
 constexpr char kFunctions[] = "functions";
 constexpr char kHost[] = "host";
 constexpr char kListen[] = "listen";

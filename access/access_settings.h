@@ -12,3 +12,5 @@ extern const char* const kNoOrigin;
 AccessRules read_access(const ServiceIni& ini, int port);
 
 const KnownKeys& access_keys();
+inline constexpr char kAccessSection[] = "ACCESS";
+inline constexpr char kOriginKey[] = "origin";

@@ -4,17 +4,11 @@ import stat
 
 from policy.access_section import AccessSection
 from policy.files import file_below, replace_file
-from policy.sites import PolicyError, Site, find_sites, judge
+from policy.sites import PolicyError, Site, ask_service, find_sites
 from quorvel.language import _
 
 NAME = "quorvel_service.ini"
-# Of the file; what this command writes into it is ASCII but for the names of functions.
-ENCODING = "gbk"
-
-
-def spellings(sites):
-    return {value: site.origin.encode("ascii") for value, site in sites.items()
-            if isinstance(site, Site)}
+NO_SECTION = {"header": 0, "mostSites": 0, "keys": []}
 
 
 class ServiceFile:
@@ -27,13 +21,15 @@ class ServiceFile:
         self.path = file_below(root, str(folder / NAME).lstrip("/"))
         self.there = self.path.exists()
         self._before = self.path.read_bytes() if self.there else b""
-        self._section = AccessSection(self._before)
-        judged = judge(self._section.origins())
-        self._faults = {value: fault for value, fault in judged.items()
-                        if not isinstance(fault, Site)}
-        meant = find_sites([value.decode("ascii", "replace") for value in self._faults])
-        self._section.spellings = spellings(judged)
-        self._section.meant = spellings(dict(zip(self._faults, meant)))
+        # It would end a line for the service, but not for who counts lines.
+        if b"\0" in self._before:
+            raise PolicyError(_("{path} holds a zero byte; save it in GBK or UTF-8").format(
+                path=self.path))
+        self._section = AccessSection(
+            self._before, ask_service("--access", self.path) if self.there else NO_SECTION)
+        wrong = [key for key in self._section.origins() if key.fault]
+        for key, site in zip(wrong, find_sites([key.value for key in wrong])):
+            key.meant = site.origin if isinstance(site, Site) else None
 
     @property
     def limits(self):
@@ -42,15 +38,13 @@ class ServiceFile:
 
     def sites(self):
         """Returns {origin: names of functions, or None for all}."""
-        return {origin.decode(ENCODING, "replace"):
-                None if functions is None else functions.decode(ENCODING, "replace")
-                for origin, functions in self._section.origins().items()
-                if origin not in self._faults}
+        return {key.origin: self._section.functions(key) for key in self._section.origins()
+                if not key.fault}
 
     def faults(self):
         """Returns what is wrong with each value that is no origin, and the cure."""
-        return [f"{value.decode(ENCODING, 'replace')}: {self._faults[value]}"
-                for value in self._section.origins() if value in self._faults]
+        return [f"{key.name}={key.value}: {key.fault}" for key in self._section.origins()
+                if key.fault]
 
     def enter(self, sites, functions):
         """Leaves the functions of a site as they are when None are named."""
@@ -58,16 +52,15 @@ class ServiceFile:
             raise PolicyError(_("{path} is missing; install the service there first").format(
                 path=self.path))
         try:
-            names = None if functions is None else functions.encode(ENCODING)
             for site in sites:
-                self._section.enter(site.origin.encode("ascii"), names)
+                self._section.enter(site.origin, functions)
         except ValueError as error:
             raise PolicyError(_("{path} can not take this: {reason}").format(
                 path=self.path, reason=error))
 
     def remove(self, sites):
         for site in sites:
-            self._section.remove(site.origin.encode("ascii"))
+            self._section.remove(site.origin)
 
     def write(self):
         """Keeps owner and mode. Returns whether there was anything to write."""

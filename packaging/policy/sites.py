@@ -42,20 +42,15 @@ class Site(NamedTuple):
         return self.origin.startswith("https:")
 
 
-def judge(values):
-    """Returns {value: Site, or what is wrong with it as the value of an originN}, of bytes."""
-    values = list(dict.fromkeys(values))
-    if not values:
-        return {}
-    outcome = subprocess.run([PROGRAM, "--sites", *values], stdin=subprocess.DEVNULL,
+def ask_service(*arguments):
+    """Returns what the service's own code tells."""
+    outcome = subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL,
                              stdout=subprocess.PIPE, check=False)
     try:
-        answers = json.loads(outcome.stdout)["sites"]
+        return json.loads(outcome.stdout)
     except ValueError:
         raise PolicyError(_("{program} gives no answer; install the service again").format(
             program=PROGRAM))
-    return {value: Site(answer["origin"]) if "origin" in answer else answer["fault"]
-            for value, answer in zip(values, answers)}
 
 
 def as_value(text):
@@ -67,8 +62,8 @@ def as_value(text):
 
 def find_sites(texts):
     """Returns a Site, or what is wrong, for each text."""
-    judged = judge(map(as_value, texts))
-    return [judged[as_value(text)] for text in texts]
+    answers = ask_service("--sites", *map(as_value, texts))["sites"] if texts else []
+    return [Site(answer["origin"]) if "origin" in answer else answer["fault"] for answer in answers]
 
 
 def parse_sites(texts):

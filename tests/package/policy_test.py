@@ -73,6 +73,8 @@ class PolicyTest(unittest.TestCase):
             self.assertEqual(result.returncode, 1, broken)
             self.assertIn(FIREFOX, result.stderr)
         (self.root / FIREFOX).unlink()
+        (self.root / SERVICE).write_bytes(b"a\0\n[ACCESS]\n")
+        self.assertIn("zero byte", self.run_policy("portal.example").stderr)
         (self.root / SERVICE).unlink()
         self.assertIn("install the service", self.run_policy("portal.example").stderr)
         os.mkfifo(self.root / SERVICE)

@@ -1,7 +1,8 @@
 // Tells quorvel-doctor and quorvel-policy, in one JSON object on standard output, what the service
-// makes of its settings, of one library, or of the addresses of sites:
+// makes of its settings, of one library, of [ACCESS] in a file, or of the addresses of sites:
 //   quorvel-settings [OPTION-OF-THE-SERVICE]...
 //   quorvel-settings --load LIBRARY
+//   quorvel-settings --access FILE
 //   quorvel-settings --sites TEXT...    ends with 1 if one of them is no site
 
 #include <unistd.h>
@@ -28,6 +29,7 @@ UniqueFd take_standard_output() {
 std::string answer(int argc, char** argv, bool& good) {
   const std::string_view question = argc > 1 ? argv[1] : "";
   if (question == "--load" && argc == 3) return loading_as_json(argv[2]);
+  if (question == "--access" && argc == 3) return access_as_json(argv[2]);
   if (question == "--sites") return sites_as_json({argv + 2, argv + argc}, good);
   return settings_as_json({argv, argv + argc});
 }

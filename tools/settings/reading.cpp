@@ -2,10 +2,14 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "Services/dispatcher/server_address.h"
+#include "access/access_settings.h"
 #include "config/service_ini.h"
 #include "server/command_line.h"
 #include "server/service_settings.h"
+#include "tools/settings/sites.h"
 #include "util/json/cjson_ptr.h"
 #include "util/language/language.h"
 #include "util/log/log.h"
@@ -97,6 +101,35 @@ void add_command_line(cJSON* document, const std::vector<const char*>& options) 
 }
 
 }  // namespace
+
+std::string access_as_json(const char* path) {
+  const ServiceIni ini(path);
+  const KnownKeys& known = access_keys();
+  const auto origin = std::find_if(known.begin(), known.end(),
+                                   [](const KnownKey& key) { return key.key == kOriginKey; });
+  int header = 0;
+  std::vector<const IniLine*> counting;  // of sections of one name, the last
+  for (const IniLine& line : ini.lines()) {
+    if (line.section != kAccessSection) continue;
+    if (line.opens_section) counting.clear();
+    if (line.opens_section) header = line.number;
+    if (!line.key.empty()) counting.push_back(&line);
+  }
+  const Json document = new_object();
+  checked(cJSON_AddNumberToObject(document.get(), "header", header));
+  checked(cJSON_AddNumberToObject(document.get(), "mostSites", origin->numbers));
+  cJSON* keys = checked(cJSON_AddArrayToObject(document.get(), "keys"));
+  for (const IniLine* line : counting) {
+    const std::string value = line->text.substr(line->key.size() + 1);
+    cJSON* object = new_object().release();
+    cJSON_AddItemToArray(keys, object);
+    checked(cJSON_AddNumberToObject(object, "line", line->number));
+    add_text(object, "key", shown(line->key).bytes());
+    add_text(object, "value", shown(value).bytes());
+    if (origin->is(line->key)) add_site(object, value.c_str());
+  }
+  return compact_json(document.get());
+}
 
 std::string settings_as_json(const std::vector<const char*>& options) {
   const Json document = new_object();

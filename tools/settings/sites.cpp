@@ -16,17 +16,20 @@ std::string spelled(const Site& site) {
 
 }  // namespace
 
+bool add_site(cJSON* object, const char* text) {
+  const auto site = parse_site(text);
+  add_text(object, site ? "origin" : "fault", site ? spelled(*site) : translated(kNoOrigin));
+  return site.has_value();
+}
+
 std::string sites_as_json(const std::vector<const char*>& texts, bool& all_good) {
   const Json document = new_object();
   cJSON* sites = checked(cJSON_AddArrayToObject(document.get(), "sites"));
-  const std::string fault = translated(kNoOrigin);
   all_good = true;
   for (const char* text : texts) {
     cJSON* object = new_object().release();
     cJSON_AddItemToArray(sites, object);
-    const auto site = parse_site(text);
-    add_text(object, site ? "origin" : "fault", site ? spelled(*site) : fault);
-    all_good = all_good && site.has_value();
+    all_good &= add_site(object, text);
   }
   return compact_json(document.get());
 }

@@ -197,7 +197,8 @@ void Traffic::send_large(Client& client) {
 }
 
 void Traffic::send_fragments(Client& client) {
-  const std::string request = unique_request(client, pick(2) == 0 ? 0 : pick(kLargest));
+  const std::string request = pick(2) == 0 ? isolated_request(client, kIsolatedNames[0], kQuick)
+                                           : unique_request(client, pick(kLargest));
   std::vector<std::string> pieces;
   std::size_t begin = 0;
   for (std::size_t left = 1 + pick(kMostPieces); left > 0; --left) {

@@ -202,6 +202,7 @@ for (const [name, start] of [['the installed service', installed], ['the mock', 
       await assert.rejects(q.call('cardpresent', {}, {timeout: 200}), {kind: 'timeout', sent: true});
       const patient = other.connect({timeout: 0});
       await assert.rejects(other.connect({timeout: 200}), {kind: 'timeout', sent: false});
+      await assert.rejects(other.connect({signal: AbortSignal.timeout(50)}), {kind: 'aborted', sent: false});
       service.hang(false);
       await patient;
       assert.equal((await q.call('getconfig')).fid, undefined);

@@ -2,7 +2,6 @@
 
 import assert from 'node:assert/strict';
 import {once} from 'node:events';
-import net from 'node:net';
 import {after, afterEach, before, it} from 'node:test';
 import {WebSocket, WebSocketServer} from 'ws';
 import {QuorvelMock} from '../../client/mock.js';
@@ -117,12 +116,13 @@ it('tries and asks no more than the browser lets the page', async () => {
   const mock = new QuorvelMock();
   mock.running = false;
   try {
-    for (const [state, isSecureContext, kind, message, then, wantedProbes] of [
+    for (const [state, isSecureContext, kind, message, then, wantedProbes, url] of [
       ['denied', true, 'permission', /^The browser does not let this page reach/, 'idle', 1],
       ['denied', false, 'permission', /without https/, 'idle', 1],
       ['prompt', true, 'unavailable', /^No card-reading service/, 'idle', 0],
       ['granted', true, 'unavailable', /^No card-reading service/, 'waiting', 1],
       [undefined, true, 'unavailable', /^No card-reading service/, 'waiting', 0],
+      [undefined, true, 'unavailable', /^No card-reading service/, 'waiting', 1, 'ws://site.example'],
     ]) {
       let probes = 0;
       mock.WebSocket.fetch = async () => { probes += 1; throw new TypeError('fetch failed'); };
@@ -130,7 +130,7 @@ it('tries and asks no more than the browser lets the page', async () => {
       const query = async () => { if (state) return answer; throw new TypeError('unknown name'); };
       Object.defineProperty(globalThis, 'navigator', {value: {permissions: {query}}, configurable: true});
       Object.assign(globalThis, {location: {hostname: 'site.example'}, isSecureContext});
-      q = new Quorvel({WebSocket: mock.WebSocket});
+      q = new Quorvel({url, WebSocket: mock.WebSocket});
       await assert.rejects(q.connect(), {kind, message, permission: state});
       assert.deepEqual([q.state, probes], [then, wantedProbes], state);
       answer.onchange?.();
@@ -143,10 +143,11 @@ it('tries and asks no more than the browser lets the page', async () => {
 });
 
 it('tells replies that break the rules', async () => {
-  script({text: '错误类型', none: '{"fid":"none"}', bool: '{"result":true}'});
-  await assert.rejects(q.call('text'), {kind: 'badreply', text: '错误类型'});
+  script({text: '错误$&', none: '{"fid":"none"}', bool: '{"result":true}', other: '{"result":"other"}'});
+  await assert.rejects(q.call('text'), {kind: 'badreply', text: '错误$&', message: 'The reply is not JSON: 错误$&'});
   await assert.rejects(q.call('none'), {kind: 'protocol', reply: {fid: 'none'}});
   await assert.rejects(q.call('bool'), {kind: 'protocol', reply: {result: true}});
+  await assert.rejects(q.call('other'), {kind: 'failure', message: '{"result":"other"}'});
 });
 
 it('rejects what can\'t be sent and goes on', async () => {
@@ -164,13 +165,4 @@ it('speaks the language it is told', async () => {
     await assert.rejects(q.call('silent', {}, {timeout: 20}), {kind: 'timeout', message});
     q.close();
   }
-});
-
-it('ends a connect() that takes too long, and one that is aborted', async () => {
-  const deaf = net.createServer().listen(0, '127.0.0.1');
-  await once(deaf, 'listening');
-  q = new Quorvel({url: `ws://127.0.0.1:${deaf.address().port}`, WebSocket});
-  await assert.rejects(q.connect({timeout: 50}), {kind: 'timeout', sent: false});
-  await assert.rejects(q.connect({signal: AbortSignal.timeout(50)}), {kind: 'aborted'});
-  deaf.close();
 });

@@ -30,23 +30,32 @@ function script(answers, options = {}) {
 }
 
 // Comes first: connections of other cases that still end would set timers of their own.
-it('tries again after pauses that double up to a limit, and anew once it was connected', async () => {
-  const {setTimeout} = globalThis;
-  const pauses = [];
-  globalThis.setTimeout = (act, ms) => { pauses.push(ms); return setTimeout(act, ms > 10_000 ? ms : 0); };
+it('tries again after pauses that double up to a limit, and anew after a connection', async () => {
+  const {setTimeout, clearTimeout} = globalThis;
+  const timers = new Map();
+  globalThis.setTimeout = (act, ms) => { timers.set(act, ms); return act; };
+  globalThis.clearTimeout = (act) => timers.delete(act);
   try {
     const mock = new QuorvelMock();
     mock.running = false;
     q = new Quorvel({WebSocket: mock.WebSocket});
-    await assert.rejects(q.connect({timeout: 2 ** 40}), {kind: 'unavailable'});
-    while (pauses.length < 8) await once(q, 'statechange');
-    mock.running = true;
-    while (q.state !== 'open') await once(q, 'statechange');
+    const connecting = assert.rejects(q.connect({timeout: 2 ** 40}), {kind: 'unavailable'});
+    assert.deepEqual([...timers.values()], [2 ** 31 - 1]);
+    await connecting;
+    const pauses = [];
+    for (const state of [...Array(6).fill('waiting'), 'open']) {
+      const [[retry, pause]] = timers;
+      pauses.push(pause);
+      mock.running = state === 'open';
+      retry();
+      while (q.state !== state) await once(q, 'statechange');
+    }
     mock.drop();
-    const longestTimer = 2 ** 31 - 1;
-    assert.deepEqual(pauses, [longestTimer, 500, 1000, 2000, 4000, 8000, 10_000, 10_000, 500]);
+    assert.deepEqual([...pauses, ...timers.values()], [500, 1000, 2000, 4000, 8000, 10_000, 10_000, 500]);
+    q.close();
+    assert.equal(timers.size, 0);
   } finally {
-    globalThis.setTimeout = setTimeout;
+    Object.assign(globalThis, {setTimeout, clearTimeout});
   }
 });
 

@@ -1,11 +1,8 @@
 // Reader libraries in processes of their own: what crashes, hangs or takes its time costs one reply
 // and delays nobody.
 
-#include <atomic>
 #include <csignal>
 #include <fstream>
-#include <random>
-#include <thread>
 
 #include "tests/support/eventually.h"
 #include "tests/support/service_test.h"
@@ -122,48 +119,6 @@ TEST_F(IsolationTest, HangIsEndedAtItsLimitAlsoInLoading) {
                            "init_fails.so失败 初始化失败.", "text.so: file too short"})
     EXPECT_NE(std::string::npos, daemon->errors().find(text)) << text << daemon->errors();
   EXPECT_FALSE(said("init_hangs.so: starting it anew")) << "the first start that fails is the last";
-}
-
-TEST_F(IsolationTest, ManyClientsGetOneReplyEachWhileHelpersAreKilled) {
-  constexpr int kClients = 50;
-  constexpr int kKills = 25;
-  constexpr int kServedBetween =
-      30;  // so that a start is seldom hit, which would be followed by a pause
-  start_isolated({"functions", "odd_answer"});
-  std::atomic<int> kills = 0;
-  std::atomic<int> served = 0;
-  std::thread killer([&] {
-    // NOLINTNEXTLINE(cert-msc51-cpp,cert-msc32-c): the same moments in every run
-    for (std::minstd_rand random(1); kills < kKills; ++kills) {
-      const int before = served;
-      eventually([&] { return served >= before + kServedBetween; }, options.limit);
-      std::this_thread::sleep_for(std::chrono::milliseconds(random() % 20));
-      const auto helpers = processes("quorvel-host");
-      if (!helpers.empty()) kill(helpers[random() % helpers.size()], SIGKILL);
-    }
-  });
-  std::vector<WsClient> clients;
-  clients.reserve(kClients);
-  for (int i = 0; i < kClients; ++i) clients.push_back(connect());
-  for (int round = 0; kills < kKills; ++round) {
-    const auto expected = [&](int i) {
-      return i % 2 == 0 ? echo_reply(i + round)
-                        : R"({"result":"false","reader":"odd_answer","fid":"odd"})";
-    };
-    for (int i = 0; i < kClients; ++i)
-      clients[static_cast<size_t>(i)].send(i % 2 == 0 ? echo_request(i + round) : request("odd"));
-    for (int i = 0; i < kClients; ++i) {
-      const std::string reply = clients[static_cast<size_t>(i)].receive();
-      const std::string function = i % 2 == 0 ? "echo" : "odd";
-      served += reply == expected(i) ? 1 : 0;
-      EXPECT_TRUE(reply == expected(i) || reply == failed(messages::kLibraryCrashed, function) ||
-                  reply == failed(messages::kLibraryUnavailable, function))
-          << reply;
-    }
-  }
-  killer.join();
-  EXPECT_GE(served, kKills * kServedBetween);
-  EXPECT_TRUE(eventually([&] { return ask(echo_request(1)) == echo_reply(1); }, options.limit));
 }
 
 TEST_F(IsolationTest, NoHelperOutlivesAServiceThatIsKilled) {

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <functional>
 #include <mutex>
-#include <set>
 
 /// The helper processes of a service, one for each isolated library, and the times in which not all
 /// of them were well. May be used by several threads.
@@ -28,8 +27,6 @@ class Helpers {
                 const std::function<void()>& wait_until_well);
 
  private:
-  std::set<pid_t> running() const;
-
   const pid_t service;
   const std::size_t count;
   std::mutex turn;

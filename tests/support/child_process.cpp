@@ -100,6 +100,16 @@ std::chrono::milliseconds ChildProcess::processor_time() const {
   return std::chrono::milliseconds(used.tv_sec * 1000 + used.tv_nsec / 1000000);
 }
 
+std::set<pid_t> children_of(pid_t process) {
+  std::set<pid_t> found;
+  const std::filesystem::path tasks("/proc/" + std::to_string(process) + "/task");
+  for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+    std::ifstream list(task.path() / "children");
+    for (pid_t pid = 0; list >> pid;) found.insert(pid);
+  }
+  return found;
+}
+
 ProgramResult run_program(const std::vector<std::string>& arguments, const std::string& input) {
   const TemporaryFolder folder("program");
   const auto at = [&](const char* name) { return folder.path() / name; };

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,9 @@ class ChildProcess {
   pid_t process = 0;
   std::optional<int> status;
 };
+
+/// The processes that this one has started and not collected.
+std::set<pid_t> children_of(pid_t process);
 
 struct ProgramResult {
   int status = 0;  ///< as ChildProcess::exit_status()

@@ -1,10 +1,10 @@
 #include "tests/support/daemon_process.h"
 
 #include <sys/prctl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <set>
 #include <stdexcept>
 
@@ -14,15 +14,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::set<pid_t> children() {
-  std::set<pid_t> found;
-  for (const auto& task : fs::directory_iterator("/proc/self/task")) {
-    std::ifstream list(task.path() / "children");
-    for (pid_t pid = 0; list >> pid;) found.insert(pid);
-  }
-  return found;
-}
 
 Launch launch_of(const ServiceFolder& folder, const std::vector<std::string>& arguments,
                  const std::string& name) {
@@ -40,9 +31,9 @@ pid_t adopt(const ServiceFolder& folder, const Launch& launch) {
   // Under an emulator that does not know the call (cmake/run-arm64) this process was born with it.
   if (std::getenv("QUORVEL_EMULATED") == nullptr)
     checked(prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), "PR_SET_CHILD_SUBREAPER");
-  const std::set<pid_t> before = children();
+  const std::set<pid_t> before = children_of(getpid());
   const int status = ChildProcess(launch).wait();
-  for (const pid_t pid : children())
+  for (const pid_t pid : children_of(getpid()))
     if (status == 0 && before.count(pid) == 0) return pid;
   throw std::runtime_error("no daemon in " + folder.path().string() + ", exit status " +
                            std::to_string(status) + "\n" + read_file(launch.errors));

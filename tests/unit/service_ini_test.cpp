@@ -17,7 +17,7 @@ struct Row {
 
 const Row kRows[] = {
     {GOOD, 47392, ""},
-    {"; a\n\n[REGISTER]\r\nlib1=a.so\r\nlib20=b.so\r\n[LOG]\ncharset=gbk\n" GOOD, 47392, ""},
+    {"; a\n\n[REGISTER]\r\nlib1=a.so\r\nlib20=b.so\r\n[LOG]\ncharset=GBK\n" GOOD, 47392, ""},
     {"[SERVER]\n\tlocalport= 65535\t;\n", 65535, ""},
     {"[SERVER]\nlocalport =47392\n", 0,
      "line 2, \"localport =47392\": there is no such key: write"},
@@ -38,6 +38,7 @@ const Row kRows[] = {
     {"\xFE\xFF" GOOD, 0, "is in UTF-16"},
     {GOOD "[REGISTER]\nlib01=a.so\n", 47392, "\"lib01=a.so\": there is no such key\n"},
     {"[Server] \nlocalport=1\n" GOOD, 47392, "\"[Server] \": there is no such section"},
+    {GOOD "[LOG]\ncharset=latin1\n", 47392, "charset=latin1 is not known: write utf-8 or gbk"},
     {GOOD "[LOG]\ncharset\n", 47392, "\"charset\": it is neither"},
     {GOOD "localport=47392\n", 47392, "line 3, \"localport=47392\": the key occurs again"},
     {"[SERVER]\nlocalport=1\n[SERVER]\n", 0, "line 3, \"[SERVER]\": the section occurs again"},

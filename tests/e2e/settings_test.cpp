@@ -98,18 +98,25 @@ TEST_F(SettingsTest, FileThatIsMissingStaysSo) {
             WsClient(other_port).ask(R"({"fid":"getconfig"})"));
 }
 
-TEST_F(SettingsTest, StoredAddressIsReadAnewAndCutAtAWholeCharacter) {
-  const std::vector<std::pair<std::string, std::string>> rows = {
-      {kStored, R"("ip":"10.0.0.1","port":"80"})"},
-      {"[SERVER]\r\nSERVER_PORT=1234567\r\n", R"("ip":"","port":"123456"})"},
+TEST_F(SettingsTest, StoredAddressIsReadAnewAndCutAtAWholeCharacterWhichTheStartNames) {
+  const std::tuple<std::string, std::string, std::string> rows[] = {
+      {kStored, R"("ip":"10.0.0.1","port":"80"})", ""},
+      {"[SERVER]\r\nSERVER_PORT=1234567\r\n", R"("ip":"","port":"123456"})",
+       "SERVER_PORT is longer than 6 characters and is cut"},
+      {"[SERVER]\nSERVER_IP=1\nSERVER_PORT=123456\n", R"("ip":"1","port":"123456"})",
+       "SERVER_PORT=123456 is no port from 1 to 65535"},
       {"[SERVER]\nSERVER_IP=卡卡卡卡卡卡卡卡卡卡卡卡卡卡卡\n",
-       R"("ip":"卡卡卡卡卡卡卡卡卡卡卡卡卡卡","port":""})"},
-      {"[server]\nSERVER_IP=1\n", R"("ip":"","port":""})"},
-      {"", R"("ip":"","port":""})"},
+       R"("ip":"卡卡卡卡卡卡卡卡卡卡卡卡卡卡","port":""})",
+       "SERVER_IP is longer than 29 characters and is cut"},
+      {"[server]\nSERVER_IP=1\n", R"("ip":"","port":""})", "has no line SERVER_IP= under [SERVER]"},
+      {"", R"("ip":"","port":""})", "has no line SERVER_PORT= under [SERVER]"},
   };
-  for (const auto& [content, members] : rows) {
+  for (const auto& [content, members, fault] : rows) {
     write_file(folder.server_ini(), gbk(content));
     EXPECT_EQ(R"({"result":"true",)" + members, ask(R"({"FID":"getconfig"})"));
+    TearDown();
+    start();
+    EXPECT_TRUE(said(fault)) << fault << daemon->errors();
   }
 }
 

@@ -106,7 +106,9 @@ TEST_F(IsolationTest, SlowLibraryDelaysNobodyElseAndServesInOrder) {
 
 TEST_F(IsolationTest, HangIsEndedAtItsLimitAlsoInLoading) {
   write_file(folder.path() / "bin/text.so", "text");
-  start_isolated({"functions", "init_hangs", "constructor_throws", "init_fails", "text"}, "1",
+  const std::string name = gbk("读卡");
+  fs::copy(TEST_READERS "/functions.so", folder.path() / "bin" / (name + ".so"));
+  start_isolated({name, "init_hangs", "constructor_throws", "init_fails", "text"}, "1",
                  "[LOG]\ncharset=UTF-8\n");
   WsClient client = connect();
   WsClient next = connect();
@@ -114,7 +116,9 @@ TEST_F(IsolationTest, HangIsEndedAtItsLimitAlsoInLoading) {
   next.send(echo_request(1));
   EXPECT_EQ(failed(messages::kLibraryTimedOut, "hang"), client.receive());
   EXPECT_EQ(echo_reply(1), next.receive());
-  for (const char* text : {"init_hangs.so失败，请检查读卡环境！no answer within 1 s",
+  client.ask(request("overrun"));  // of which the helper itself tells
+  for (const char* text : {"读卡.so: the reply to \"overrun\"",
+                           "init_hangs.so失败，请检查读卡环境！no answer within 1 s",
                            "constructor_throws.so失败，请检查读卡环境！crashed with SIGABRT",
                            "init_fails.so失败 初始化失败.", "text.so: file too short"})
     EXPECT_NE(std::string::npos, daemon->errors().find(text)) << text << daemon->errors();

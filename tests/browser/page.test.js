@@ -55,7 +55,7 @@ for (const tls of [false, true]) {
 
     it('explains every reason that the service gives, and so does the protocol\'s description', async () => {
       const source = fs.readFileSync(new URL('../../util/text/messages.h.in', import.meta.url), 'utf8');
-      const reasons = [...source.matchAll(/ (k\w+)\[\] = "(.*)";/g)].filter(([, name]) => !LOGGED_ONLY.has(name));
+      const reasons = [...source.matchAll(/ (k\w+)\{"(.*)"\};/g)].filter(([, name]) => !LOGGED_ONLY.has(name));
       assert.ok(reasons.length > 10);
       const description = fs.readFileSync(new URL('../../docs/protocol.md', import.meta.url), 'utf8');
       for (const [, name, reason] of reasons) {

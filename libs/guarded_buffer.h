@@ -15,6 +15,6 @@ class GuardedBuffer {
   bool intact() const;
 
  private:
-  std::array<char, std::size_t{64} * 1024> storage;  // prepare() fills what a call can see
+  std::array<char, std::size_t{64} * 1024> storage;  ///< prepare() fills what a call can see
   std::size_t promised = 0;
 };

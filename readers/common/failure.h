@@ -6,9 +6,9 @@
 
 /// One reason for a failure reply. A page branches on the code, people read the text.
 struct FailureKind {
-  const char* name;    // as a card file names it in "fault"
-  const char* code;    // "errcode" of the reply; never renumbered
-  const char* errmsg;  // UTF-8; "%" stands for the detail
+  const char* name;    ///< as a card file names it in "fault"
+  const char* code;    ///< "errcode" of the reply; never renumbered
+  const char* errmsg;  ///< UTF-8; "%" stands for the detail
 };
 
 /// Every failure of the reader libraries, each once; causes and cures are in

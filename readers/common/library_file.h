@@ -19,6 +19,6 @@ class LibraryFile {
 
  private:
   std::string full_path;
-  struct stat state = {};  // of the file that was read
+  struct stat state = {};  ///< of the file that was read
   struct stat now = {};
 };

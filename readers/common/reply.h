@@ -9,7 +9,7 @@
 /// What a reader library answers to one request.
 struct Reply {
   bool success;
-  std::string json;  // GBK, compact, with the terminating zero within QUORVEL_REPLY_SIZE bytes
+  std::string json;  ///< GBK, compact, with the terminating zero within QUORVEL_REPLY_SIZE bytes
 };
 
 /// The reply of success; a character that GBK lacks is written as a JSON escape. Throws Failure

@@ -10,9 +10,9 @@ struct Command {
   unsigned char ins;
   unsigned char p1 = 0;
   unsigned char p2 = 0;
-  std::string data;          // at most 255 bytes
-  std::size_t expected = 0;  // bytes of the answer: 0 for none, up to 256, or kExtended
-  unsigned char cla = 0;     // 0 for the standard's own commands
+  std::string data;          ///< at most 255 bytes
+  std::size_t expected = 0;  ///< bytes of the answer: 0 for none, up to 256, or kExtended
+  unsigned char cla = 0;     ///< 0 for the standard's own commands
 };
 inline constexpr std::size_t kShortest = 256;  // what a command without extended length can ask for
 inline constexpr std::size_t kExtended = 65536;

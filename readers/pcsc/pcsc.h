@@ -33,7 +33,7 @@ class PcscError : public std::runtime_error {
 
 struct ReaderState {
   std::string name;
-  DWORD flags = 0;  // SCARD_STATE_*
+  DWORD flags = 0;  ///< SCARD_STATE_*
   std::string atr;
 
   bool card_present() const { return (flags & SCARD_STATE_PRESENT) != 0; }

@@ -25,5 +25,5 @@ class PcscReader : public Reader {
   std::vector<ReaderState> readers_with_card(const std::string& part);
 
   ProfileFile file;
-  std::unique_ptr<Context> context;  // kept between requests; none after pcscd was lost
+  std::unique_ptr<Context> context;  ///< kept between requests; none after pcscd was lost
 };

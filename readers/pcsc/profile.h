@@ -28,10 +28,10 @@ struct Step {
   std::string argument;
   unsigned first = 0;
   unsigned count = 0;
-  bool extended = false;  // ask for more than 256 bytes at once
-  bool optional = false;  // a card without this file or object is served too
-  std::string result;     // the name under which members refer to what was read
-  std::string text;       // as in the file, for messages
+  bool extended = false;  ///< ask for more than 256 bytes at once
+  bool optional = false;  ///< a card without this file or object is served too
+  std::string result;     ///< the name under which members refer to what was read
+  std::string text;       ///< as in the file, for messages
 };
 
 /// Takes a part of a value out of it.
@@ -57,12 +57,12 @@ enum class DateOrder { kNone, kYmd, kDmy, kMdy };
 /// One member of a reply.
 struct Member {
   std::string name;
-  std::size_t step = 0;  // index of the step that reads it
+  std::size_t step = 0;  ///< index of the step that reads it
   std::vector<Cut> cuts;
-  std::string strip;  // bytes that are removed from both ends
+  std::string strip;  ///< bytes that are removed from both ends
   Decoding decoding = Decoding::kAscii;
   DateOrder date = DateOrder::kNone;
-  bool required = false;  // an empty value is a failure
+  bool required = false;  ///< an empty value is a failure
 };
 
 /// One function that a kind of card serves.
@@ -75,16 +75,16 @@ struct CardFunction {
 /// The answer to reset of a kind of card: of a byte, only the bits in the mask count.
 struct AtrPattern {
   std::string value;
-  std::string mask;   // as long as the value
-  bool open = false;  // more bytes may follow
+  std::string mask;   ///< as long as the value
+  bool open = false;  ///< more bytes may follow
 };
 
 /// One kind of card.
 struct Profile {
   std::string id;
   std::string name;
-  std::vector<AtrPattern> atrs;  // one of them fits; none: any ATR does
-  std::string aid;               // can be selected; empty: need not
+  std::vector<AtrPattern> atrs;  ///< one of them fits; none: any ATR does
+  std::string aid;               ///< can be selected; empty: need not
 
   bool fits_atr(std::string_view atr) const;
   /// Null when cards of this kind don't serve it.
@@ -94,7 +94,7 @@ struct Profile {
 };
 
 struct ProfileSet {
-  bool transmit = false;  // whether pages may send commands of their own
+  bool transmit = false;  ///< whether pages may send commands of their own
   std::vector<Profile> profiles;
 
   /// The functions of all profiles, each once.

@@ -11,7 +11,7 @@
 // and an object that breaks off, throw CardDataError.
 
 struct BerObject {
-  std::uint32_t tag;  // with all its bytes, such as 0x5F2D
+  std::uint32_t tag;  ///< with all its bytes, such as 0x5F2D
   std::string_view value;
 };
 

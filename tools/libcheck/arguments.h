@@ -9,13 +9,13 @@
 
 /// What the command line asks for.
 struct Arguments {
-  std::string library;                // absolute path
-  std::vector<std::string> others;    // absolute paths
-  std::vector<Request> requests;      // of the check; empty: try every declared function
-  std::vector<Request> calls;         // to show, or to record
-  std::string record;                 // file to write; empty: none
-  std::string replay;                 // file to read; empty: none
-  std::chrono::milliseconds timeout;  // for one call into the library
+  std::string library;                ///< absolute path
+  std::vector<std::string> others;    ///< absolute paths
+  std::vector<Request> requests;      ///< of the check; empty: try every declared function
+  std::vector<Request> calls;         ///< to show, or to record
+  std::string record;                 ///< file to write; empty: none
+  std::string replay;                 ///< file to read; empty: none
+  std::chrono::milliseconds timeout;  ///< for one call into the library
   int rounds;
   bool json = false;
   bool pretty = false;

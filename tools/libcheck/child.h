@@ -7,14 +7,14 @@
 
 /// How a child process ended.
 struct ChildEnd {
-  bool finished = false;  // it did all it had to
+  bool finished = false;  ///< it did all it had to
   // Otherwise:
-  std::string call;    // the call into the library that was running, or ran last
-  std::string reason;  // what happened, a sentence whose subject is the call
+  std::string call;    ///< the call into the library that was running, or ran last
+  std::string reason;  ///< what happened, a sentence whose subject is the call
   std::string cure;
   // In any case:
-  std::string printed;  // the first bytes that it wrote on its standard streams
-  int orphans = 0;      // processes in the background that it left running; they have been ended
+  std::string printed;  ///< the first bytes that it wrote on its standard streams
+  int orphans = 0;      ///< processes in the background that it left running; they have been ended
 };
 
 /// A broken rule that a child process notices itself; it ends the child.

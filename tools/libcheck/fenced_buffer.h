@@ -31,6 +31,6 @@ class FencedBuffer {
   const char* label;
   std::size_t length;
   std::size_t map_size;
-  char* map;    // a fence page, the pages with the buffer at their end, a fence page
-  char* begin;  // of the buffer
+  char* map;    ///< a fence page, the pages with the buffer at their end, a fence page
+  char* begin;  ///< of the buffer
 };

@@ -8,9 +8,9 @@
 
 /// The functions that a library declares.
 struct FunctionList {
-  std::string path;                // of the library
-  std::string text;                // as decoded, up to its first zero byte
-  std::vector<std::string> names;  // the words of the text
+  std::string path;                ///< of the library
+  std::string text;                ///< as decoded, up to its first zero byte
+  std::vector<std::string> names;  ///< the words of the text
 };
 
 /// The list of the library at `path` whose getversion gave `answer` (hexadecimal digits).

@@ -16,9 +16,9 @@ class CannotLoad : public std::runtime_error {
 
 /// What a page gets for one request.
 struct PageReply {
-  std::string text;         // UTF-8
-  bool success = false;     // its "result" is "true"
-  bool by_library = false;  // otherwise the service wrote it, as after a crash
+  std::string text;         ///< UTF-8
+  bool success = false;     ///< its "result" is "true"
+  bool by_library = false;  ///< otherwise the service wrote it, as after a crash
   double milliseconds = 0;
 };
 

@@ -20,8 +20,8 @@ class ProcessState {
   std::string directory;
   std::string locale;
   mode_t mask;
-  std::vector<std::pair<sighandler_t, int>> actions;  // of each watched signal, with SA_NOCLDWAIT
-  std::vector<int> blocked;                           // signals, in this thread
+  std::vector<std::pair<sighandler_t, int>> actions;  ///< of each watched signal, with SA_NOCLDWAIT
+  std::vector<int> blocked;                           ///< signals, in this thread
   std::set<std::string> environment;
 };
 

@@ -9,13 +9,13 @@ enum class Level { ok, warning, failure };
 
 struct Finding {
   Level level = Level::ok;
-  std::string name;          // what was checked
-  std::string text;          // what was found; UTF-8, like all texts here
-  std::string cure = {};     // what to do about it; empty when it is ok
-  double milliseconds = -1;  // how long the call took; negative: no call, or it did not return
-  std::string request = {};  // the request as a page sends it; empty: none
-  std::string reply = {};    // the reply as the page gets it; empty: none
-  std::string group = {};    // set by the report
+  std::string name;          ///< what was checked
+  std::string text;          ///< what was found; UTF-8, like all texts here
+  std::string cure = {};     ///< what to do about it; empty when it is ok
+  double milliseconds = -1;  ///< how long the call took; negative: no call, or it did not return
+  std::string request = {};  ///< the request as a page sends it; empty: none
+  std::string reply = {};    ///< the reply as the page gets it; empty: none
+  std::string group = {};    ///< set by the report
 };
 
 /// Collects the findings in the order in which they are made.

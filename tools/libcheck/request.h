@@ -5,10 +5,10 @@
 
 /// A page's request as the service hands it to a library.
 struct Request {
-  std::string label;    // what is special about it; empty: nothing
-  std::string page;     // the request as the page sends it
-  std::string name;     // the function name, lowered
-  std::string command;  // the command text
+  std::string label;    ///< what is special about it; empty: nothing
+  std::string page;     ///< the request as the page sends it
+  std::string name;     ///< the function name, lowered
+  std::string command;  ///< the command text
 };
 
 /// This machine's, as the service tells it to libraries ("platform").

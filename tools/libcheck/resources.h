@@ -7,9 +7,9 @@
 struct Resources {
   int descriptors;
   int threads;
-  int processes;             // children that run, or that nobody has waited for
-  std::size_t heap_bytes;    // allocated and not given back
-  std::size_t mapped_bytes;  // address space
+  int processes;             ///< children that run, or that nobody has waited for
+  std::size_t heap_bytes;    ///< allocated and not given back
+  std::size_t mapped_bytes;  ///< address space
 };
 
 Resources measure_resources();

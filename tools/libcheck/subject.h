@@ -26,14 +26,14 @@ class Subject {
   /// Adds the finding on what the library printed so far.
   void report_output();
 
-  const std::string path;  // absolute
+  const std::string path;  ///< absolute
   Report& report;
   const int rounds;
 
  private:
   const std::chrono::milliseconds limit;
-  std::string printed;     // the first output
-  std::string printed_by;  // the last call before it was seen
+  std::string printed;     ///< the first output
+  std::string printed_by;  ///< the last call before it was seen
 };
 
 /// The finding on a child that did not finish.

@@ -18,7 +18,7 @@ void jsonadd(neb::CJsonObject* json, const char* key, const unsigned char* value
 /// A reader library's `reply` with the string member "fid" of the text `name` appended, printed
 /// without white space; what GBK lacks becomes "?" in the name. Nothing when the reply is to stay
 /// as it is: it has such a member, or holds "fid" in quotation marks anywhere.
-std::optional<Gbk> with_fid(GbkView reply, Utf8View name);
+std::optional<Gbk> with_fid(const Gbk& reply, Utf8View name);
 
 /// Replaces the library's reply (GBK) in `out` by what with_fid makes of it. One that has no room
 /// for its "fid" stays as the library wrote it.

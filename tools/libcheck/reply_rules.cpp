@@ -76,7 +76,7 @@ Json parsed(const std::string& utf8) {
 /// not ASCII only the length matters here: its bytes are the page's fault, not the library's.
 std::string completed(const std::string& reply, const std::string& function) {
   const std::string name = is_ascii(function) ? function : std::string(function.size(), 'x');
-  return with_fid(GbkView(reply), Utf8View(name)).value_or(Gbk(reply)).bytes();
+  return with_fid(Gbk(reply), Utf8View(name)).value_or(Gbk(reply)).bytes();
 }
 
 void judge_completion(const std::string& reply, const std::string& function, const cJSON* own,

@@ -11,10 +11,14 @@ const LIMIT_MS = 60_000;
 
 export const launch = (...flags) => chromium.launch({executablePath: '/usr/bin/chromium', args: [...FLAGS, ...flags]});
 
-/** Opens `url`; `complaints` collects what the page throws or writes as an error. */
-export async function openPage(where, url, options = {}) {
+/**
+ * Opens `url`; `complaints` collects what the page throws or writes as an error. With `ownTime` the
+ * test can let the page's time run ahead (page.clock).
+ */
+export async function openPage(where, url, {ownTime = false, ...options} = {}) {
   const page = await where.newPage({ignoreHTTPSErrors: true, locale: 'en-US', ...options});
   page.setDefaultTimeout(LIMIT_MS);
+  if (ownTime) await page.clock.install();
   const complaints = [];
   page.on('pageerror', (error) => complaints.push(error.message));
   page.on('console', (message) => message.type() === 'error' && complaints.push(message.text()));
@@ -29,6 +33,14 @@ export const expectText = (page, selector, wanted) => page.waitForFunction(([pla
   const {textContent} = document.querySelector(place);
   return part === '' ? textContent === '' : textContent.includes(part);
 }, [selector, wanted]);
+
+/** Waits for text that comes with time, of which much passes on the page meanwhile. */
+export async function expectLater(page, selector, wanted) {
+  for (const end = Date.now() + LIMIT_MS; !(await page.textContent(selector)).includes(wanted);) {
+    if (Date.now() > end) throw new Error(`${selector} never says: ${wanted}`);
+    await page.clock.fastForward(1000);
+  }
+}
 
 /** Sends a request text with the page's form. */
 export async function send(page, request) {

@@ -175,3 +175,12 @@ it('speaks the language it is told', async () => {
     q.close();
   }
 });
+
+it('is told by the mock what else the service does', async () => {
+  const mock = new QuorvelMock({functions: {odd() { throw new RangeError('x'); }}});
+  q = new Quorvel({WebSocket: mock.WebSocket});
+  await assert.rejects(q.call('odd'), {kind: 'failure', message: '错误类型：RangeError 错误信息 ：x '});
+  const socket = new mock.WebSocket(q.url, 'other');
+  const [{type}] = await Promise.race([once(socket, 'open'), once(socket, 'close')]);
+  assert.equal(type, 'close');
+});

@@ -10,7 +10,6 @@
 #define LONG_REPLY 1000 /* bytes */
 
 static const char function_list[] = FUNCTION "\n" FUNCTION ".slow\n" FUNCTION ".long\n";
-static const struct timespec slowness = {.tv_sec = 0, .tv_nsec = 3000000};
 
 int32_t getversion(char* verinfo, char* answer, char* verextra, char* error) {
   (void)verinfo;
@@ -29,7 +28,7 @@ int32_t init(char* parameter) {
 void uninit(void) {}
 
 int32_t scommand(const char* name, const char* command, char* reply) {
-  if (strcmp(name, FUNCTION ".slow") == 0) nanosleep(&slowness, NULL);
+  if (strcmp(name, FUNCTION ".slow") == 0) nanosleep(&(struct timespec){.tv_nsec = 3000000}, NULL);
   int length =
       snprintf(reply, QUORVEL_REPLY_SIZE,
                "{\"result\":\"true\",\"fid\":\"%s\",\"command\":%s,\"pad\":\"读卡", name, command);

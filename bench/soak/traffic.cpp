@@ -30,6 +30,7 @@ constexpr unsigned kRest = 60;             // turns
 constexpr std::size_t kSuccessorToo = 16;  // one kill in so many
 constexpr unsigned kShownInFull = 20;      // wrong replies
 constexpr unsigned char kWholeText = 0x81;
+constexpr unsigned char kClosing = 0x88;
 
 constexpr char kSettingsRequest[] = R"({"fid":"getconfig"})";
 // What a function of an isolated library is named behind "soak.NAME".
@@ -292,7 +293,7 @@ void Traffic::cancel(Client& client) {
     client.connection.send(isolated_request(client, library, kSlow));
   switch (pick(3)) {
     case 0:
-      client.connection.close();
+      client.connection.send_raw(masked_frame(kClosing, {}));
       break;
     case 1:
       client.connection.vanish();

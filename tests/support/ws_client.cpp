@@ -158,12 +158,13 @@ class WsClient::Connection {
     }
   }
 
-  /// Closes the socket and lets every operation in hand end, since their handlers refer to us.
+  /// Closes the socket and lets the operations in hand end, since their handlers refer to us. One
+  /// that Beast keeps back for another would be waited for in vain; it goes with the stream.
   void abandon() {
     error_code ignored;
     std::visit([&](auto& ws) { tcp_of(ws).close(ignored); }, stream);
     loop.restart();
-    loop.run();
+    loop.poll();
   }
 
   const WsOptions options;

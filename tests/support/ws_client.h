@@ -50,7 +50,8 @@ class WsClient {
   /// Sends a ping and waits for its pong. Messages that come before it stay for receive().
   void ping();
 
-  void close();   ///< closing handshake
+  /// Closing handshake. With a reply due it may wait in vain: Beast takes that for its own then.
+  void close();
   void vanish();  ///< ends the TCP connection with a reset
 
   /// The protocol agreed on in the TLS handshake; empty when none was.

@@ -2,7 +2,6 @@
 // and delays nobody.
 
 #include <csignal>
-#include <fstream>
 
 #include "tests/support/eventually.h"
 #include "tests/support/service_test.h"

@@ -17,7 +17,7 @@ using neb::CJsonObject;
 
 struct TextCase {
   const char* in;
-  const char* out;  // "" when the text must not parse
+  const char* out;
 };
 
 TEST(JsonObject, PrintsAsParsed) {
@@ -29,12 +29,6 @@ TEST(JsonObject, PrintsAsParsed) {
       {"[3.5,100.0,7e2,-0.5e-1,7.0]", "[3.500000,100.000000,700.000000,-0.050000,7.000000]"},
       {"[7e0,7E+00,12.]", "[7,7,12]"},
       {"[1e-400]", "[0.000000]"},
-      {"[1e400]", ""},
-      {"[-1e400]", ""},
-      {"[1 2]", ""},
-      {"[-]", ""},
-      {"[1e]", ""},
-      {"[.5]", ""},
       {R"(["\b\f\n\r\t\"\\\/"])", R"(["\b\f\n\r\t\"\\/"])"},
       {R"(["\a\q\'"])", R"(["aq'"])"},
       {"[\"\t\x01\x1f\x7f\"]", "[\"\\t\\u0001\\u001f\x7f\"]"},
@@ -46,24 +40,19 @@ TEST(JsonObject, PrintsAsParsed) {
        "c\xef\xbf\xbd\"]"},
       {R"(["\u12g4"])", R"(["u12g4"])"},
       {"[\"中文\xff\x80\"]", "[\"中文\xff\x80\"]"},
-      {R"(["open)", ""},
-      {R"(["open\)", ""},
-      {R"(["\")", ""},
       {" \x01{ \"a\" : [ true , false , null ] , \"b\" : { } } tail }",
        "{\"a\":[true,false,null],\"b\":{}}"},
       {"\"single\"", "\"single\""},
-      {"", ""},
-      {"{\"a\":1,}", ""},
-      {"{1:2}", ""},
-      {"[tru]", ""},
-      {"}", ""},
-      {"[1}", ""},
   };
   for (const auto& [in, out] : cases) {
     const CJsonObject json{std::string(in)};
     EXPECT_EQ(json.ToString(), out) << in;
     EXPECT_EQ(CJsonObject(json.ToString()).ToString(), out) << in << " parsed once more";
   }
+  for (const char* broken :
+       {"[1e400]", "[-1e400]", "[1 2]", "[-]", "[1e]", "[.5]", R"(["open)", R"(["open\)", R"(["\")",
+        "", "{\"a\":1,}", "{1:2}", "[tru]", "}", "[1}"})
+    EXPECT_EQ(CJsonObject(std::string(broken)).ToString(), "") << broken;
 }
 
 TEST(JsonObject, EscapesAtAnyPlaceOfALongText) {

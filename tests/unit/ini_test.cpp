@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(Ini, KeepsWhatItReadWhenAnotherFileCannotBeOpened) {
+TEST(Ini, KeepsWhatItReadAndPutsASectionWhereTheFileIsOpenForWriting) {
   const MemoryFile file("[S]\nx=7\n");
   CIni ini;
   ASSERT_EQ(ini.OpenFile(file.path().c_str(), "r"), 0);
@@ -19,15 +19,9 @@ TEST(Ini, KeepsWhatItReadWhenAnotherFileCannotBeOpened) {
   char small[2] = "?";
   ini.GetKey("S", "absent", small, sizeof small);
   EXPECT_STREQ(small, "");
-}
-
-TEST(Ini, PutsASectionWhereTheFileIsOpenForWriting) {
-  const MemoryFile file("[S]\nx=7\n");
-  {
-    CIni ini;
-    ini.OpenFile(file.path().c_str(), "r+");
-    ini.PutStr("T", "y", "8");
-  }
+  ini.OpenFile(file.path().c_str(), "r+");
+  ini.PutStr("T", "y", "8");
+  ini.CloseFile();
   EXPECT_EQ(file.content(), "[S]\nx=7\n[T]\ny=8\n");
 }
 

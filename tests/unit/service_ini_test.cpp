@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "tests/support/memory_file.h"
 #include "server/service_settings.h"
+#include "tests/support/memory_file.h"
 
 namespace {
 
@@ -28,6 +28,7 @@ const Row kRows[] = {
     {"[SERVER]\nlocalport=-1\n", 0, "localport=-1"},
     {"[SERVER]\nlocalport=80x\n", 0, "localport=80x"},
     {GOOD "[ISOLATED]\nlib1=10\n", 47392, ""},
+    {"[SERVER]\nlocalport=000047392\n", 47392, ""},
     {"[SERVER]\nlocalport=0000047392\n", 0, "localport=0000047392"},
     {"[SERVER]\nlocalport=\n", 0, "localport="},
     {"[SERVER]\n", 0, "has no line localport= in [SERVER]"},

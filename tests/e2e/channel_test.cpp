@@ -64,18 +64,6 @@ TEST_F(ChannelTest, PipelinedRequestsGetOneReplyEachInOrderAlsoInOneTlsRecord) {
   EXPECT_EQ(0, daemon->stop()) << daemon->errors();
 }
 
-TEST_F(ChannelTest, UnfinishedMessageEndsWithItsConnection) {
-  start();
-  for (const bool orderly : {true, false}) {
-    WsClient client = connect();
-    client.send_piece(R"({"fid":"nosuch",)", false);
-    client.ping();
-    orderly ? client.close() : client.vanish();
-    wait_until_idle();  // so that the next connection gets the same descriptor in the service
-    expect_replies({{echo_request(1), echo_reply(1)}});
-  }
-}
-
 TEST_F(ChannelTest, MessageTooLongGetsOneRefusalAndTheConnectionGoesOn) {
   sections = "[ISOLATED]\nlib1=30\n";  // whose packets take the longest message as well
   start();

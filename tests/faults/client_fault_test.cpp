@@ -1,10 +1,5 @@
-// Clients that break off, talk nonsense or never read, and a reader that takes its time: the others
-// are served meanwhile, no reply is lost, nothing stays behind.
-
-#include <sys/socket.h>
-
-#include <atomic>
-#include <thread>
+// Clients that break off or talk nonsense, and a reader that takes its time: the others are served
+// meanwhile, no reply is lost, nothing stays behind.
 
 #include "tests/support/service_test.h"
 
@@ -14,20 +9,14 @@ using namespace std::string_literals;
 
 constexpr unsigned char kWholeText = 0x81;
 
-class ClientFaultTest : public ServiceTest {
- protected:
-  /// Checks the service's resident memory, in bytes.
-  void expect_size_below(size_t limit) {
-#ifdef __SANITIZE_ADDRESS__
-    (void)limit;  // the sanitizer keeps freed memory for a while
-#else
-    EXPECT_LT(daemon->process().resident_bytes(), limit);
-#endif
-  }
-};
+using ClientFaultTest = ServiceTest;
 
 TEST_F(ClientFaultTest, ConnectionsThatBreakOffLeaveNoMemoryAndNoDescriptor) {
+#ifdef __SANITIZE_ADDRESS__
+  constexpr size_t kSpread = SIZE_MAX / 2;  // the sanitizer keeps freed memory for a while
+#else
   constexpr size_t kSpread = 1048576;  // bytes that the allocator may come to use more or less
+#endif
   constexpr int kRounds = 8;
   constexpr int kRoundsToReachItsSize = 5;  // libwebsockets 5 still grows in its fourth
   constexpr int kConnections = 100;
@@ -66,42 +55,7 @@ TEST_F(ClientFaultTest, ConnectionsThatBreakOffLeaveNoMemoryAndNoDescriptor) {
     }
     wait_until_idle();
   }
-  expect_size_below(size_before + kSpread);
-}
-
-TEST_F(ClientFaultTest, ClientThatDoesNotReadHoldsUpNobodyAndGetsAllRepliesInTheEnd) {
-  constexpr size_t kBuffered = 1048576;  // bytes
-  constexpr int kRequests = 30000;       // their replies exceed what sockets buffer
-  start();
-  std::string requests;
-  std::string replies;
-  for (int number = 0; number < kRequests; ++number) {
-    const std::string pad(500, static_cast<char>('a' + number % 26));
-    requests += masked_frame(kWholeText, R"({"fid":"echo","platform":")" + pad + "\"}");
-    replies += unmasked_frame(kWholeText, echoed(R"({"platform":")" + pad + "\"}"));
-  }
-  const size_t size_before = daemon->process().resident_bytes();
-  const TcpSocket lazy = connect_ws(port);
-  std::atomic<size_t> sent = 0;
-  std::thread sender([&] {
-    constexpr size_t kBlock = 10000;
-    for (; sent < requests.size(); sent += kBlock)
-      lazy.send(std::string_view(requests).substr(sent, kBlock));
-  });
-  WsClient witness = connect();
-  for (size_t progress = 1; progress != sent;) {  // until the service reads no more from it
-    progress = sent;
-    for (int number = 0; number < 200; ++number)
-      EXPECT_EQ(echo_reply(number), witness.ask(echo_request(number)));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
-  EXPECT_LT(sent, requests.size()) << "the service should have stopped reading";
-  expect_size_below(size_before + kBuffered);
-  std::string received(replies.size(), '\0');
-  EXPECT_EQ(static_cast<ssize_t>(received.size()),
-            recv(lazy.descriptor(), received.data(), received.size(), MSG_WAITALL));
-  EXPECT_TRUE(replies == received);
-  sender.join();
+  EXPECT_LT(daemon->process().resident_bytes(), size_before + kSpread);
 }
 
 TEST_F(ClientFaultTest, SlowReaderDelaysOthersButLosesNothing) {

@@ -24,35 +24,19 @@ LONG pass(const char* name, Function* /*for its type*/, Arguments... arguments) 
 }  // namespace
 
 // The library finds these before those of libpcsclite, since they are the program's.
+#define PASS_ON(name, parameters, ...) \
+  LONG name parameters { return pass(#name, name, __VA_ARGS__); }
 
-LONG SCardEstablishContext(DWORD scope, LPCVOID first, LPCVOID second, LPSCARDCONTEXT context) {
-  return pass("SCardEstablishContext", SCardEstablishContext, scope, first, second, context);
-}
-
-LONG SCardListReaders(SCARDCONTEXT context, LPCSTR groups, LPSTR readers, LPDWORD size) {
-  return pass("SCardListReaders", SCardListReaders, context, groups, readers, size);
-}
-
-LONG SCardGetStatusChange(SCARDCONTEXT context, DWORD limit, SCARD_READERSTATE* states,
-                          DWORD count) {
-  return pass("SCardGetStatusChange", SCardGetStatusChange, context, limit, states, count);
-}
-
-LONG SCardConnect(SCARDCONTEXT context, LPCSTR reader, DWORD share, DWORD protocols,
-                  LPSCARDHANDLE card, LPDWORD protocol) {
-  return pass("SCardConnect", SCardConnect, context, reader, share, protocols, card, protocol);
-}
-
-LONG SCardBeginTransaction(SCARDHANDLE card) {
-  return pass("SCardBeginTransaction", SCardBeginTransaction, card);
-}
-
-LONG SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST* send_pci, LPCBYTE command,
-                   DWORD command_size, SCARD_IO_REQUEST* receive_pci, LPBYTE answer,
-                   LPDWORD answer_size) {
-  return pass("SCardTransmit", SCardTransmit, card, send_pci, command, command_size, receive_pci,
-              answer, answer_size);
-}
+PASS_ON(SCardEstablishContext, (DWORD a, LPCVOID b, LPCVOID c, LPSCARDCONTEXT d), a, b, c, d)
+PASS_ON(SCardListReaders, (SCARDCONTEXT a, LPCSTR b, LPSTR c, LPDWORD d), a, b, c, d)
+PASS_ON(SCardGetStatusChange, (SCARDCONTEXT a, DWORD b, SCARD_READERSTATE* c, DWORD d), a, b, c, d)
+PASS_ON(SCardConnect, (SCARDCONTEXT a, LPCSTR b, DWORD c, DWORD d, LPSCARDHANDLE e, LPDWORD f), a,
+        b, c, d, e, f)
+PASS_ON(SCardBeginTransaction, (SCARDHANDLE a), a)
+PASS_ON(SCardTransmit,
+        (SCARDHANDLE a, const SCARD_IO_REQUEST* b, LPCBYTE c, DWORD d, SCARD_IO_REQUEST* e,
+         LPBYTE f, LPDWORD g),
+        a, b, c, d, e, f, g)
 
 namespace {
 

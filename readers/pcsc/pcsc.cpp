@@ -95,7 +95,7 @@ ReaderState Context::ask(const ReaderState& reader) const {
   // A card that pcscd has not noticed by itself, and counted, could go without its notice too.
   const DWORD count = reader.flags >> kCountShift;
   for (int looks = 0;; ++looks) {
-    const ReaderState now = wait_for_change({reader.name, SCARD_STATE_UNAWARE, {}}, 0);
+    ReaderState now = wait_for_change({reader.name, SCARD_STATE_UNAWARE, {}}, 0);
     if (!now.card_usable() || now.flags >> kCountShift != count || looks == kNoticeLooks)
       return now;
     std::this_thread::sleep_for(kNoticePause);
@@ -143,7 +143,7 @@ ReaderState Context::wait_for_change(ReaderState state, DWORD limit_ms) const {
   return to_state(raw_state);
 }
 
-Card::Card(const Context& pcscd, ReaderState reader_state)
+Card::Card(Context& pcscd, ReaderState reader_state)
     : context(pcscd), reader(std::move(reader_state)) {
   if ((reader.flags & SCARD_STATE_MUTE) != 0) throw Failure(failures::kCardMute);
   if ((reader.flags & SCARD_STATE_EXCLUSIVE) != 0 &&

@@ -11,9 +11,9 @@
 #include "readers/common/failure.h"
 
 // Readers and cards through the system's PC/SC service, pcscd. Failures of the service, of a reader
-// or of a card are thrown as PcscError. Only Context::readers and Context::wait_for_change have a
-// limit of their own: pcscd gives none to a command that a card does not answer, nor to connecting
-// to a card that another program has locked.
+// or of a card are thrown as PcscError. Only the functions that take a limit have one: pcscd gives
+// none to a command that a card does not answer, nor to connecting to a reader that another program
+// has locked.
 
 /// A PC/SC call that failed.
 class PcscError : public std::runtime_error {
@@ -51,10 +51,10 @@ class Context {
   /// All readers as they are now; none is no failure. When a program ends while a card owes it an
   /// answer, pcscd may from then on hold an empty reader for one with a mute card, or miss the next
   /// card. So until a card has answered on this connection, readers that are said to be empty or to
-  /// have a mute card are asked themselves.
+  /// have a mute card are asked themselves, by a reset, as far as no program has them for itself.
   std::vector<ReaderState> readers() const;
   /// Notes that a card has answered.
-  void trust_states() const { states_are_true = true; }
+  void trust_states() { states_are_true = true; }
   /// Waits until a reader has been plugged in, at most `limit_ms`.
   void wait_for_reader(DWORD limit_ms) const;
   /// Waits until the reader's state is another than this one, at most `limit_ms`, and returns it.
@@ -67,7 +67,7 @@ class Context {
   ReaderState ask(const ReaderState& reader) const;
 
   SCARDCONTEXT handle = 0;
-  mutable bool states_are_true = false;
+  bool states_are_true = false;
 };
 
 /// A card that nobody else can talk to as long as the object lives. Leaves the card powered and as
@@ -75,7 +75,7 @@ class Context {
 class Card {
  public:
   /// Connects. Throws Failure (reader_in_use, card_mute) besides.
-  Card(const Context& pcscd, ReaderState reader_state);
+  Card(Context& pcscd, ReaderState reader_state);
   Card(const Card&) = delete;
   Card& operator=(const Card&) = delete;
   ~Card();
@@ -92,7 +92,7 @@ class Card {
  private:
   void begin();
 
-  const Context& context;
+  Context& context;
   const ReaderState reader;
   SCARDHANDLE handle = 0;
   DWORD protocol = 0;

@@ -32,7 +32,7 @@ const Profile* find_profile(const ProfileSet& profiles, const std::string& funct
 
 /// Starts over once if another program resets the card in between.
 template <typename Action>
-auto with_card(const Context& context, const ReaderState& reader, const Action& action) {
+auto with_card(Context& context, const ReaderState& reader, const Action& action) {
   try {
     Card card(context, reader);
     return action(card);

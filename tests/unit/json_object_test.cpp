@@ -55,12 +55,6 @@ TEST(JsonObject, PrintsAsParsed) {
     EXPECT_EQ(CJsonObject(std::string(broken)).ToString(), "") << broken;
 }
 
-TEST(JsonObject, RefusesDepthBeyondTheParsersLimitWithoutHarm) {
-  const std::size_t depth = 200000;
-  EXPECT_FALSE(CJsonObject().Parse(std::string(depth, '[') + std::string(depth, ']')));
-  EXPECT_TRUE(CJsonObject().Parse(std::string(900, '[') + "1.5" + std::string(900, ']')));
-}
-
 TEST(JsonObject, ReadsFractionsAlikeInTheLocaleOfAnyReader) {
   const TemporaryFolder folder("locale");
   const std::string comma = folder.path() / "comma";

@@ -35,6 +35,7 @@ TEST_F(ChannelTest, PiecesAreJoinedUpToTheNulOfEach) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
       {{"", whole, ""}, echo_reply(1)},
       {{"", "", ""}, failure(utf8(messages::kUnrecognised))},
+      {{"{}\0ignored"s}, failure(utf8(messages::kUnrecognised))},
       {{"\0{}"s, whole}, echo_reply(1)},
       {{whole.substr(0, 3) + "\0{}"s, whole.substr(3)}, echo_reply(1)},
       {{whole + "\0"s, "ignored"}, echo_reply(1)},

@@ -163,6 +163,7 @@ TEST_F(CardTest, FilesLongerThanAnAnswerAreReadInEachWay) {
     for (const std::size_t most : {std::size_t{256}, std::size_t{100}}) {
       card.is_t0 = card.gives_exactly = atr == kT0Atr;
       card.wants_information = most == 100;
+      card.knows_extended = !card.is_t0;
       card.most = most;
       insert(atr, card);
       for (const char* step : {"read binary", "read binary extended", "get data 0101"}) {

@@ -20,10 +20,11 @@ using Parts = IsoCard::Parts;
 
 Parts take_apart(const std::string& command) {
   const auto at = [&](std::size_t index) { return static_cast<unsigned char>(command[index]); };
-  Parts parts = {at(1), at(2), at(3), {}, 0};
+  Parts parts = {at(1), at(2), at(3), {}, 0, false};
   std::size_t left = command.size() - 4;
   const std::size_t width = left > 1 && at(4) == 0 ? 2 : 1;  // of lengths
   std::size_t place = width == 2 ? 5 : 4;
+  parts.is_extended = width == 2;
   const auto length = [&] { return width == 2 ? at(place) << 8 | at(place + 1) : at(place); };
   left = command.size() - place;
   if (left > width) {
@@ -96,6 +97,8 @@ std::string IsoCard::answer(const std::string& command) {
   log.push_back(hexadecimal(command));
   const Parts parts = take_apart(command);
   try {
+    const bool is_odd = is_t0 ? !parts.data.empty() && parts.expected > 0 : parts.is_extended;
+    if (is_odd && !knows_extended) throw Refusal{0x6700};
     const std::string data = carry_out(parts);
     const auto low = [](std::size_t count) {
       return static_cast<unsigned>(std::min<std::size_t>(count, 256) & 0xFF);

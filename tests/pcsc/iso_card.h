@@ -17,6 +17,7 @@ class IsoCard {
 
   bool is_t0 = false;              // says how much there is, instead of giving it
   bool gives_exactly = false;      // 6Cxx for a wrong expected length
+  bool knows_extended = false;     // takes extended lengths, and with T=0 both lengths
   bool wants_information = false;  // refuses a SELECT that asks for none
   std::size_t most = 256;          // bytes of one answer without extended length
   std::vector<std::string> log;    // of the commands, in hexadecimal digits
@@ -29,6 +30,7 @@ class IsoCard {
     unsigned char ins, p1, p2;
     std::string data;
     std::size_t expected;
+    bool is_extended;  // the lengths
   };
 
  private:

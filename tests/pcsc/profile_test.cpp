@@ -159,7 +159,7 @@ TEST(ProfileTest, ObjectsAreFoundAndLyingLengthsNamed) {
   EXPECT_EQ(long_value, find_simple(simple, 7, LongLength::kTwoBytes));
   EXPECT_EQ("B", find_simple(simple, 9, LongLength::kTwoBytes));
   for (const char* lie :
-       {"30 02 AA", "30", "5F", "1FFFFFFFFF 01 AA", "30 80 AA", "30 85 0000000001 AA"})
+       {"30 02 AA", "30", "5F", "1FFFFFFFFF 01 AA", "30 80 0000", "30 85 0000000001 AA"})
     EXPECT_THROW(find_ber(bytes(lie), Path{0x31}), CardDataError) << lie;
   EXPECT_EQ(bytes("30 02") + "AB" + bytes("70 FF 0101") + std::string(257, 'v') + bytes("FE 00"),
             join_buffers(bytes("30 02 70 FF 0101 FE 00"), "AB" + std::string(257, 'v')));

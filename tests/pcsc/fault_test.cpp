@@ -41,7 +41,8 @@ PASS_ON(SCardTransmit,
 namespace {
 
 constexpr char kProfile[] =
-    "[demo]\natr=3B*\n[demo readcardbas]\nstep=select path 3F00 0001 optional\nstep=read binary as file\n"
+    "[demo]\natr=3B*\n[demo readcardbas]\nstep=select path 3F00 0001 optional\nstep=read binary as "
+    "file\n"
     "member.name=file ber 5F2D utf-8 required\n";
 
 constexpr char kGoodReply[] = R"({"result":"true","fid":"readcardbas","data":{"name":"Li"}})";

@@ -38,6 +38,7 @@ TEST_P(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
       {R"({"fid":"ec"})", R"({"result":"false","reader":"functions","fid":"ec"})"},
       {R"({"fid":"empty"})", R"({"fid":"empty"})"},
       {R"({"fid":"array"})", "[1,2]"},
+      {R"({"fid":"digits"})", R"({"result":"true","n":1.234568,"unit":"fids","fid":"digits"})"},
       {R"({"fid":"capital"})", R"({"FID":7})"},
       {R"({"fid":"capitaltext"})", R"({"FID" : "x"})"},
       {R"({"fid":"读卡"})", unsupported("读卡")},

@@ -131,7 +131,7 @@ const Function kFunctions[] = {
     {"broken", always(R"({"result":"true","name":"a"b"})")},
     {"boolean", always(R"({"result":true})")},
     {"mute", always(R"({"result":"false","fid":"mute"})")},
-    {"digits", always(R"({"result":"true","n":1.23456789})")},
+    {"digits", always(R"({"result":"true","n":1.23456789,"unit":"fids"})")},
     {"control", always("{\"result\":\"true\",\"fid\":\"a\nb\"}")},
     {"capital", always("{\"FID\" : 7}")},
     {"capitaltext", always("{\"FID\" : \"x\"}")},

@@ -25,7 +25,7 @@ TEST_P(ReaderTest, RequestReachesTheFunctionOrIsRefused) {
       platform + "}}";
   expect_replies({
       {R"({"fid":"echo"})", echoed("{" + platform + "}")},
-      {R"({"a":1,"FiD":"EcHo","b":{"fid":2}})",
+      {R"({"a":1,"b":{"fid":2},"FiD":"EcHo"})",
        echoed(R"({"a":1,"b":{"fid":2},)" + platform + "}")},
       {R"({"fid":"echo"} and more)", echoed("{" + platform + "}")},
       {R"({"fid":"echo","Platform":7})", echoed(R"({"Platform":7})")},

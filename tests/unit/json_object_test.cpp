@@ -55,6 +55,25 @@ TEST(JsonObject, PrintsAsParsed) {
     EXPECT_EQ(CJsonObject(std::string(broken)).ToString(), "") << broken;
 }
 
+TEST(JsonObject, EscapesAtAnyPlaceOfALongText) {
+  for (const auto& [byte, charset, print] : {std::tuple('"', Charset::kUtf8, "\\\""),
+                                             {'\\', Charset::kUtf8, "\\\\"},
+                                             {'\x1f', Charset::kGbk, "\\u001f"},
+                                             {'\xe4', Charset::kUtf8, "\xe4"},
+                                             {'\xff', Charset::kGbk, "\\ufffd"},
+                                             {'!', Charset::kGbk, "!"}}) {
+    for (std::size_t place = 0; place < 40; ++place) {
+      const auto within = [place](const std::string& middle) {
+        return std::string(40, '#').replace(place, 1, middle);
+      };
+      CJsonObject json(charset);
+      json.Add("k", within({byte}));
+      EXPECT_EQ(json.ToString(), R"({"k":")" + within(print) + "\"}");
+      EXPECT_EQ(CJsonObject(json.ToString(), charset).ToString(), json.ToString());
+    }
+  }
+}
+
 TEST(JsonObject, ReadsFractionsAlikeInTheLocaleOfAnyReader) {
   const TemporaryFolder folder("locale");
   const std::string comma = folder.path() / "comma";

@@ -67,8 +67,8 @@ TEST(TextConversion, ReplacesAndCutsByWholeCharacters) {
             "a?b??" + gbk("三") + "?");
   EXPECT_EQ(clean_gbk(gbk("中文a"), 3), gbk("中"));
   EXPECT_EQ(clean_gbk(gbk("中文a"), 5), gbk("中文a"));
-  EXPECT_EQ(clean_gbk("a\xff\x80z\xd6\"x\xd6"), "a??z?\"x?");
-  EXPECT_EQ(clean_gbk("\x81\x30\x81\x30z", 4), "\x81\x30\x81\x30");
+  EXPECT_EQ(clean_gbk("a\xff\x80z\xd6\"x\x81\x7f\xd6"), "a??z?\"x?\x7f?");
+  EXPECT_EQ(clean_gbk("\x81\x30\x81\x30", 4), "\x81\x30\x81\x30");
   EXPECT_EQ(clean_gbk("\x81\x30\x81\x30z", 3), "");
 }
 

@@ -99,7 +99,7 @@ int main(int argc, const char** argv) {
   log_user("Server started \n");
   log_listening_line(settings);
   log_user("Server RUNNING .\n");
-  serve(context.get(), interrupted);
+  serve(context.get(), channel, interrupted);
   context.reset();
   libmanager.end_isolated();
   return 0;

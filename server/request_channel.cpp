@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "access/access_rules.h"
 #include "libs/lib_manager.h"
@@ -40,6 +41,16 @@ RequestChannel& channel_of(lws* wsi) {
 
 const AccessRules& rules_of(lws* wsi) { return channel_of(wsi).access; }
 
+void pause(lws* wsi, per_conn_data& conn) {
+  lws_rx_flow_control(wsi, 0);
+  conn.paused = true;
+}
+
+void read_on(lws* wsi, per_conn_data& conn) {
+  lws_rx_flow_control(wsi, 1);
+  conn.paused = false;
+}
+
 /// Sets the connection's reply to the complete message, unless that comes later.
 void answer(lws* wsi, per_conn_data& conn, const Message& message) {
   const std::size_t length =
@@ -60,6 +71,7 @@ void on_late_reply(Answerer& answers, Ticket ticket, const LateReply& late) {
 
 void on_closed(lws* wsi, per_conn_data& conn) {
   abandon_message(conn.assembly, lws_get_socket_fd(wsi));
+  channel_of(wsi).connections.erase(wsi);
   channel_of(wsi).answers.forget(wsi);
 }
 
@@ -68,7 +80,7 @@ void on_receive(lws* wsi, per_conn_data& conn, std::string_view chunk) {
   conn.final = lws_is_final_fragment(wsi) != 0 ? 1 : 0;
   conn.binary = lws_frame_is_binary(wsi) != 0 ? 1 : 0;
   // Only the write step reads on, so a connection has one chunk and one message in hand.
-  lws_rx_flow_control(wsi, 0);
+  pause(wsi, conn);
   // With TLS a chunk can be larger than the record's payload.
   conn.payload_len = static_cast<std::int32_t>(chunk.copy(conn.payload, sizeof conn.payload));
   const int fd = lws_get_socket_fd(wsi);
@@ -100,13 +112,13 @@ bool is_stuck(lws* wsi, const per_conn_data& conn) {
 void on_writeable(lws* wsi, per_conn_data& conn) {
   // A message whose text is still empty is in progress as well, although the table can't tell.
   if (conn.assembly.collecting || has_pending(lws_get_socket_fd(wsi))) {
-    lws_rx_flow_control(wsi, 1);
+    read_on(wsi, conn);
   } else if (conn.payload_len != 0) {
     const auto length = static_cast<std::size_t>(conn.payload_len);
     lws_write(wsi, as_bytes(conn.payload), length, LWS_WRITE_TEXT);
     std::memset(conn.payload, 0, length);
     conn.payload_len = 0;
-    lws_rx_flow_control(wsi, 1);
+    read_on(wsi, conn);
   }
 }
 
@@ -127,6 +139,7 @@ int callback_minimal_broker(lws* wsi, lws_callback_reasons reason, void* user, v
       // A stream of an HTTP/2 connection has no descriptor of its own, and flow control does not
       // hold it: replies would be lost.
       if (lws_get_socket_fd(wsi) <= 0) return -1;
+      channel_of(wsi).connections.insert(wsi);
       break;
     case LWS_CALLBACK_RECEIVE:
       on_receive(wsi, *conn, {static_cast<const char*>(in), len});
@@ -191,6 +204,16 @@ bool RequestChannel::watch_late_replies(lws_context* context) {
   return descriptor.filefd >= 0 && vhost != nullptr &&
          lws_adopt_descriptor_vhost(vhost, LWS_ADOPT_RAW_FILE_DESC, descriptor, protocols[0].name,
                                     nullptr) != nullptr;
+}
+
+void RequestChannel::end_dead_connections() {
+  std::vector<lws*> dead;  // ending one takes it out of the set
+  for (lws* wsi : connections) {
+    if (!static_cast<per_conn_data*>(lws_wsi_user(wsi))->paused) continue;
+    pollfd ended = {lws_get_socket_fd(wsi), 0, 0};
+    if (poll(&ended, 1, 0) > 0) dead.push_back(wsi);
+  }
+  for (lws* wsi : dead) lws_set_timeout(wsi, PENDING_TIMEOUT_USER_REASON_BASE, LWS_TO_KILL_SYNC);
 }
 
 const lws_protocols protocols[] = {

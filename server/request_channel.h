@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <unordered_set>
 
 #include "server/answer.h"
 #include "server/message_assembly.h"
@@ -15,6 +16,7 @@ struct per_conn_data {
   std::int32_t payload_len;
   char binary;  ///< the last frame was a binary one
   char final;   ///< the last chunk completed its message
+  bool paused;  ///< nothing more is read from it at present
   MessageAssembly assembly;
   const FunctionNames* allowed;  ///< what its site may call; null: everything
 };
@@ -28,10 +30,16 @@ struct RequestChannel {
   LibManager& registry;
   const AccessRules& access;
   Answerer answers;
+  std::unordered_set<lws*> connections = {};
 
   /// Sends the replies that come later, and lets the context watch the registry's events. Once,
   /// after the context has been created. False when libwebsockets can't watch them.
   bool watch_late_replies(lws_context* context);
+
+  /// Ends the connections that have broken off while nothing is read from them. libwebsockets does
+  /// so itself, but from 4.2 on not where it holds input of theirs: there it would spin for ever.
+  /// About once a second.
+  void end_dead_connections();
 };
 
 /// Protocol callback of the request channel: collects the chunks of each message, answers every

@@ -246,6 +246,7 @@ TEST_F(FaultTest, ReadersMayComeAfterThePcscdAndWhileTheyAreListed) {
   };
   expect_reply(kGoodReply, library.call("readcardbas"));
   EXPECT_EQ(4, lists);
+  before_pcsc = nullptr;
 }
 
 TEST_F(FaultTest, PcscdMayBeAbsentRestartedAndKilled) {
